@@ -1,0 +1,112 @@
+#pragma once
+
+#include "ActivityObject.h"
+#include "ActivityObserver.h"
+#include "NetActivities.h"
+#include "Reachability.h"
+
+#include <QObject>
+#include <QString>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class InterfaceAddressSource;
+class QThread;
+class QTimer;
+class RouteSource;
+class SettingsDomain;
+class WiFiSource;
+
+// Where the sampler gets its readings from; the defaults read the running system.
+struct NetworkMonitorSources {
+    std::shared_ptr<InterfaceAddressSource> addresses;
+    std::shared_ptr<RouteSource> route;
+    std::shared_ptr<WiFiSource> wifi; // null: no Wi-Fi client at all
+    std::function<double()> now;      // seconds since 1970
+    SettingsDomain* group = nullptr;  // where the running totals persist
+    bool isExtension = false;         // an extension process never writes the totals
+
+    static NetworkMonitorSources system();
+};
+
+// The heartbeat: once a second it reads the interface counters, computes the paces,
+// keeps histories, maxima and running totals, and hands one immutable record to every
+// observer on the main thread.
+class NetworkMonitor : public QObject {
+    Q_OBJECT
+public:
+    static constexpr size_t kHistoryLength = 60;
+
+    static NetworkMonitor& shared();
+    explicit NetworkMonitor(NetworkMonitorSources sources, QObject* parent = nullptr);
+    ~NetworkMonitor() override;
+
+    void addActivityObserver(ActivityObserver* observer);
+    void insertActivityObserver(ActivityObserver* observer);
+    void removeActivityObserver(ActivityObserver* observer);
+    const std::vector<ActivityObserver*>& activityObservers() const { return observers_; }
+
+    void startMonitoring();
+    void stopMonitoring();
+    bool isRunning() const { return isRunning_.load(); }
+    void notifyPerformanceQueuePriorityDidChange();
+
+    void initActivities();
+    // One tick. Runs on the timer's thread; tests call it directly.
+    void updateNetworkInfo();
+    NetActivities currentNetworkPaceWithReachabilityStatus(int status);
+    void dispatchActivityObject(const ActivityRecord& record);
+
+    QString timeText() const;
+    static QString fullTimeText(unsigned long n);
+    static QString timeTextForElapsed(double elapsed);
+    static QString getSecurityStringForNetwork(int securityMode);
+
+    void resetData();
+    // A snapshot carrying only the connection details; also runs a normal tick.
+    ActivityRecord getActivity();
+
+    // Read-only views for displays and tests.
+    int netMode() const { return netMode_; }
+    NetActivities netActivities() const { return netActivities_; }
+    NetActivities avgActivities() const { return avgActivities_; }
+    NetActivities seesionMaxActivities() const { return seesionMaxActivities_; }
+    NetActivities dataWiFi() const;
+    NetActivities dataWWAN() const;
+    std::vector<uint64_t> upPaces() const { return upPaces_; }
+    std::vector<uint64_t> downPaces() const { return downPaces_; }
+    bool dirtyActivity() const { return dirtyActivity_; }
+    double startedTime() const { return startedTime_; }
+    QString IPString() const { return IPString_; }
+
+private:
+    void fillConnectionDetails(ActivityObject& record);
+    void persistTotals(int status, const NetActivities& totals);
+    void ensureThread();
+    void applyPriority();
+
+    NetworkMonitorSources sources_;
+    Reachability netReachability_;
+    QThread* thread_ = nullptr;
+    QObject* worker_ = nullptr; // lives on thread_; the timer's context
+    QTimer* timer_ = nullptr;   // lives on thread_
+    std::atomic<bool> isRunning_{false};
+    bool dirtyActivity_ = false;
+    int netMode_ = NotReachable;
+    QString IPString_;
+    std::vector<uint64_t> upPaces_;
+    std::vector<uint64_t> downPaces_;
+    std::atomic<double> startedTime_{0.0};
+    std::vector<ActivityObserver*> observers_;
+    bool walkingObservers_ = false;
+    NetActivities netActivities_;
+    NetActivities avgActivities_;
+    NetActivities seesionMaxActivities_;
+    mutable std::mutex totalsMutex_;
+    NetActivities dataWiFi_;
+    NetActivities dataWWAN_;
+};
