@@ -1,0 +1,260 @@
+#include "AppModes.h"
+
+#include "app/AppDelegate.h"
+#include "app/AppHooks.h"
+#include "app/AppService.h"
+#include "app/MonitorPrinter.h"
+#include "app/SettingValue.h"
+#include "network/NetworkMonitor.h"
+#include "platform/linux/LogindSleepWatcher.h"
+#include "platform/linux/UnixSignalWatcher.h"
+#include "settings/SettingsDomain.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+#include <QEventLoop>
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+namespace {
+
+QString envText(const char* name) {
+    return QString::fromLocal8Bit(qgetenv(name));
+}
+
+// Runs this process as the instance: the delegate with its start-up sequence, sampling,
+// sleep and wake, and the exit path however the process is asked to end. printing: the
+// headless monitor's line printer. service: the registered D-Bus service, if any.
+int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService* service) {
+    QCoreApplication* app = QCoreApplication::instance();
+    NetworkMonitor& monitor = NetworkMonitor::shared();
+    NetworkMonitorSampler sampler(monitor);
+    LogindSleepWatcher sleepWatcher;
+
+    AppDelegateHooks hooks = makeAppDelegateHooks(role);
+    hooks.subscribeSleepWake = [&sleepWatcher](std::function<void()> wentOff,
+                                               std::function<void()> wentOn) {
+        QObject::connect(&sleepWatcher, &LogindSleepWatcher::willSleep, &sleepWatcher,
+                         std::move(wentOff));
+        QObject::connect(&sleepWatcher, &LogindSleepWatcher::didWake, &sleepWatcher,
+                         std::move(wentOn));
+        // Without a system bus there is no sleep handling; the app runs on regardless.
+        sleepWatcher.start();
+    };
+    AppDelegate delegate(sampler, std::move(hooks));
+
+    UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::received, app,
+                     [] { QCoreApplication::quit(); });
+    QObject::connect(app, &QCoreApplication::aboutToQuit, &delegate,
+                     [&delegate] { delegate.applicationWillTerminate(); });
+    if (auto* gui = qobject_cast<QGuiApplication*>(app)) {
+        // The session is ending: save now, the session manager may not wait for a quit.
+        QObject::connect(gui, &QGuiApplication::commitDataRequest, &delegate,
+                         [&delegate](QSessionManager&) { delegate.applicationWillTerminate(); });
+    }
+
+    std::unique_ptr<MonitorPrinter> printer;
+    if (printing) {
+        printer = std::make_unique<MonitorPrinter>(printing->json, printing->ticks);
+        if (auto source = cpuRateSource())
+            printer->setCpuRateSource(std::move(source));
+        QObject::connect(printer.get(), &MonitorPrinter::finished, app,
+                         [] { QCoreApplication::quit(); });
+    }
+    if (service) {
+        service->cpuRateSource = cpuRateSource();
+        service->showPanelHook = makeShowPanelHook(role);
+    }
+
+    delegate.applicationDidFinishLaunching();
+    // The delegate put itself first; the printer and the service come after it.
+    if (printer)
+        monitor.addActivityObserver(printer.get());
+    if (service)
+        monitor.addActivityObserver(service);
+
+    const int rc = app->exec();
+    delegate.applicationWillTerminate();
+    monitor.stopMonitoring();
+    if (printer)
+        monitor.removeActivityObserver(printer.get());
+    if (service)
+        monitor.removeActivityObserver(service);
+    return rc;
+}
+
+enum class ClientEnd { Done, Interrupted, InstanceEnded };
+
+// Prints the running instance's ticks until enough were printed, the process is
+// interrupted or the instance goes away.
+ClientEnd printRemoteTicks(QDBusConnection& bus, RemoteTickPrinter& printer) {
+    const QString name = QString::fromLatin1(AppService::kServiceName);
+    QEventLoop loop;
+    ClientEnd end = ClientEnd::Done;
+    bus.connect(name, QString::fromLatin1(AppService::kObjectPath),
+                QString::fromLatin1(AppService::kInterface), QStringLiteral("Tick"), &printer,
+                SLOT(onTick(QString)));
+    QDBusServiceWatcher watcher(name, bus, QDBusServiceWatcher::WatchForUnregistration);
+    QObject::connect(&watcher, &QDBusServiceWatcher::serviceUnregistered, &loop, [&] {
+        end = ClientEnd::InstanceEnded;
+        loop.quit();
+    });
+    QObject::connect(&printer, &RemoteTickPrinter::finished, &loop, [&] { loop.quit(); });
+    UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::received, &loop, [&] {
+        end = ClientEnd::Interrupted;
+        loop.quit();
+    });
+    // The instance may have ended between the name check and the subscription.
+    if (!AppServiceClient::instanceRunning(bus))
+        end = ClientEnd::InstanceEnded;
+    else
+        loop.exec();
+    bus.disconnect(name, QString::fromLatin1(AppService::kObjectPath),
+                   QString::fromLatin1(AppService::kInterface), QStringLiteral("Tick"), &printer,
+                   SLOT(onTick(QString)));
+    return end;
+}
+
+} // namespace
+
+RemoteTickPrinter::RemoteTickPrinter(MonitorOptions options, std::FILE* out, QObject* parent)
+    : QObject(parent), options_(options), out_(out) {}
+
+void RemoteTickPrinter::onTick(const QString& line) {
+    if (done())
+        return;
+    QByteArray text = line.toUtf8();
+    if (!options_.json) {
+        std::optional<QString> cpuRate;
+        const auto record = AppService::activityFromJsonLine(text, &cpuRate);
+        if (!record)
+            return;
+        text = MonitorPrinter::textLine(*record, cpuRate);
+    }
+    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
+    std::fputc('\n', out_);
+    std::fflush(out_);
+    ++printed_;
+    if (done())
+        emit finished();
+}
+
+bool hasDisplay() {
+    return !envText("DISPLAY").isEmpty() || !envText("WAYLAND_DISPLAY").isEmpty() ||
+           !envText("QT_QPA_PLATFORM").isEmpty();
+}
+
+int runApp(int& argc, char** argv) {
+    const bool display = hasDisplay();
+    // The panel places itself under the tray item, which Wayland does not allow: run
+    // through XWayland unless a platform was chosen explicitly.
+    if (display && !envText("WAYLAND_DISPLAY").isEmpty() && !envText("DISPLAY").isEmpty() &&
+        envText("QT_QPA_PLATFORM").isEmpty())
+        qputenv("QT_QPA_PLATFORM", "xcb");
+
+    std::unique_ptr<QCoreApplication> app;
+    if (display)
+        app = std::make_unique<QApplication>(argc, argv);
+    else
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
+
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    AppService service;
+    const bool registered = service.registerOn(bus);
+    if (!registered && AppServiceClient::instanceRunning(bus)) {
+        if (!AppServiceClient::showPanel(bus)) {
+            std::fprintf(stderr, "lumenstat: already running, but the running instance did not "
+                                 "answer\n");
+            return 1;
+        }
+        return 0;
+    }
+
+    if (!display) {
+        std::fprintf(stderr, "lumenstat: no display (DISPLAY and WAYLAND_DISPLAY are unset): "
+                             "running the headless monitor instead. Ctrl-C stops it.\n");
+        return runInstance(AppRole::Headless, MonitorOptions{}, registered ? &service : nullptr);
+    }
+    static_cast<QApplication*>(app.get())->setQuitOnLastWindowClosed(false);
+    return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr);
+}
+
+int runMonitorMode(int& argc, char** argv, MonitorOptions options) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
+    long printed = 0;
+    for (;;) {
+        MonitorOptions remaining = options;
+        if (options.ticks > 0)
+            remaining.ticks = options.ticks - printed;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        AppService service;
+        const bool registered = service.registerOn(bus);
+        if (registered || !AppServiceClient::instanceRunning(bus))
+            return runInstance(AppRole::Headless, remaining, registered ? &service : nullptr);
+
+        RemoteTickPrinter printer(remaining, stdout);
+        const ClientEnd end = printRemoteTicks(bus, printer);
+        printed += printer.printed();
+        if (end != ClientEnd::InstanceEnded)
+            return 0;
+        // The instance we were following has ended: carry on as the instance ourselves.
+    }
+}
+
+int runSetCommand(int& argc, char** argv, const QStringList& assignments) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
+    std::vector<SettingValue::Assignment> list;
+    for (const QString& text : assignments) {
+        auto a = SettingValue::parseAssignment(text);
+        if (!a) {
+            std::fprintf(stderr, "lumenstat: --set needs key=value, not \"%s\"\n",
+                         qPrintable(text));
+            return 2;
+        }
+        list.push_back(*a);
+    }
+
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (AppServiceClient::instanceRunning(bus)) {
+        int rc = 0;
+        for (const auto& a : list) {
+            const QString error = AppServiceClient::setValue(bus, a.key, a.value);
+            if (!error.isEmpty()) {
+                std::fprintf(stderr, "lumenstat: could not set %s: %s\n", qPrintable(a.key),
+                             qPrintable(error));
+                rc = 1;
+            } else {
+                std::printf("%s %s in the running instance\n", a.value ? "set" : "removed",
+                            qPrintable(a.key));
+            }
+        }
+        return rc;
+    }
+
+    for (const auto& a : list)
+        SettingValue::apply(a.key, a.value);
+    int rc = 0;
+    for (SettingsDomain* domain : {&SettingsDomain::standard(), &SettingsDomain::group()}) {
+        if (!domain->flush()) {
+            std::fprintf(stderr, "lumenstat: could not write %s\n", qPrintable(domain->filePath()));
+            rc = 1;
+        }
+    }
+    if (rc == 0) {
+        for (const auto& a : list)
+            std::printf("no running instance: %s %s in %s\n", a.value ? "wrote" : "removed",
+                        qPrintable(a.key),
+                        qPrintable(SettingValue::domainForKey(a.key).filePath()));
+    }
+    return rc;
+}

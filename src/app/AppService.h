@@ -1,0 +1,82 @@
+#pragma once
+
+#include "network/ActivityObserver.h"
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusVariant>
+#include <QObject>
+#include <QString>
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+#include <optional>
+
+// The running instance's face on the session bus: name com.quillfern.Lumenstat, object
+// "/", interface com.quillfern.Lumenstat.
+//
+//   ShowPanel()                 a second start asks the running instance to show itself
+//   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
+//   RemoveValue(s key)          removes a settings key and posts its notifications
+//   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
+//   signal Tick(s line)         the JSON line of every activity record
+//   signal ValueChanged(s key)  after SetValue or RemoveValue
+//
+// Owning the bus name is what makes an instance the running one: one per user.
+class AppService : public QObject, public ActivityObserver, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.quillfern.Lumenstat")
+public:
+    static constexpr const char* kServiceName = "com.quillfern.Lumenstat";
+    static constexpr const char* kObjectPath = "/";
+    static constexpr const char* kInterface = "com.quillfern.Lumenstat";
+
+    explicit AppService(QObject* parent = nullptr);
+    ~AppService() override;
+
+    // Exports the object and claims the name on bus. False when the bus is not connected,
+    // or another process owns the name already.
+    bool registerOn(QDBusConnection bus);
+
+    // Called by ShowPanel; empty in the headless instance.
+    std::function<void()> showPanelHook;
+
+    void networkActivityDidUpdate(const ActivityRecord& record) override;
+
+    // Conversions between JSON values and what travels in a D-Bus variant: booleans,
+    // 64-bit integers, doubles and strings as themselves, arrays as "av", objects as
+    // "a{sv}". Absent for values D-Bus cannot carry (null).
+    static std::optional<QVariant> toDBus(const nlohmann::json& value);
+    static std::optional<nlohmann::json> fromDBus(const QVariant& value);
+    // Reads a Tick line back into a record (and its CPU load text, when the line has one).
+    // Absent when the line is not a JSON object.
+    static std::optional<ActivityObject> activityFromJsonLine(const QByteArray& line,
+                                                              std::optional<QString>* cpuRate);
+    // The CPU load text that goes into each Tick line; empty: the line has none.
+    std::function<QString()> cpuRateSource;
+
+public slots:
+    Q_SCRIPTABLE void ShowPanel();
+    Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
+    Q_SCRIPTABLE void RemoveValue(const QString& key);
+    Q_SCRIPTABLE QString GetValue(const QString& key);
+
+signals:
+    Q_SCRIPTABLE void Tick(const QString& line);
+    Q_SCRIPTABLE void ValueChanged(const QString& key);
+
+private:
+    QDBusConnection bus_;
+    bool registered_ = false;
+};
+
+// Client side of the service, used by a second `lumenstat`.
+namespace AppServiceClient {
+// True when some process owns the service name on bus.
+bool instanceRunning(const QDBusConnection& bus);
+bool showPanel(const QDBusConnection& bus);
+// Empty on success, else the error text.
+QString setValue(const QDBusConnection& bus, const QString& key,
+                 const std::optional<nlohmann::json>& value);
+} // namespace AppServiceClient

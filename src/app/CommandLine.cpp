@@ -1,0 +1,104 @@
+#include "CommandLine.h"
+
+namespace {
+
+CommandLine failed(const QString& message) {
+    CommandLine c;
+    c.error = message;
+    return c;
+}
+
+} // namespace
+
+QString CommandLine::usage() {
+    return QStringLiteral(
+        "usage: lumenstat [--monitor [--ticks N] [--json]] [--set key=value]...\n"
+        "       lumenstat --battery | --usage [today|24h] | --render-styles DIR [options]\n"
+        "\n"
+        "  (no option)      start the tray app; without a display, the headless monitor.\n"
+        "                   When Lumenstat already runs, ask it to show its panel and exit.\n"
+        "  --monitor        run without a display and print one line per second; when\n"
+        "                   Lumenstat already runs, print that instance's ticks instead\n"
+        "  --ticks N        stop after N lines\n"
+        "  --json           print one JSON object per line\n"
+        "  --set key=value  change a setting of the running instance (or of the settings\n"
+        "                   file when none runs). The value is typed: true/false, an\n"
+        "                   integer, a decimal number, a JSON array or object, a \"quoted\"\n"
+        "                   string or plain text; `--set key=` removes the key\n"
+        "  --battery        print the battery report\n"
+        "  --usage [today|24h]  print the hourly data usage and its totals\n"
+        "  --render-styles DIR  write every network display style as PNG files into DIR\n"
+        "  --help           show this text");
+}
+
+CommandLine CommandLine::parse(const QStringList& args) {
+    CommandLine c;
+    if (args.isEmpty())
+        return c;
+
+    const QString& first = args.front();
+    if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
+        c.mode = Mode::Help;
+        return c;
+    }
+    // Modes that hand the rest of the line to their own parser.
+    if (first == QLatin1String("--usage") || first == QLatin1String("--render-styles")) {
+        c.mode = first == QLatin1String("--usage") ? Mode::Usage : Mode::RenderStyles;
+        c.rest = args.mid(1);
+        return c;
+    }
+    if (first == QLatin1String("--battery")) {
+        if (args.size() > 1)
+            return failed(QStringLiteral("--battery takes no arguments"));
+        c.mode = Mode::Battery;
+        return c;
+    }
+
+    bool monitor = false;
+    bool sawTicks = false;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& a = args[i];
+        if (a == QLatin1String("--monitor")) {
+            monitor = true;
+        } else if (a == QLatin1String("--json")) {
+            c.json = true;
+        } else if (a == QLatin1String("--ticks")) {
+            if (i + 1 >= args.size())
+                return failed(QStringLiteral("--ticks needs a whole number"));
+            bool ok = false;
+            const long n = args[++i].toLong(&ok);
+            if (!ok || n < 0)
+                return failed(QStringLiteral("--ticks needs a whole number"));
+            c.ticks = n;
+            sawTicks = true;
+        } else if (a == QLatin1String("--set")) {
+            if (i + 1 >= args.size())
+                return failed(QStringLiteral("--set needs key=value"));
+            const QString& assignment = args[++i];
+            if (assignment.indexOf(QLatin1Char('=')) <= 0)
+                return failed(QStringLiteral("--set needs key=value, not \"%1\"").arg(assignment));
+            c.assignments << assignment;
+        } else if (a.startsWith(QLatin1String("--set="))) {
+            const QString assignment = a.mid(6);
+            if (assignment.indexOf(QLatin1Char('=')) <= 0)
+                return failed(QStringLiteral("--set needs key=value, not \"%1\"").arg(assignment));
+            c.assignments << assignment;
+        } else if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            c.mode = Mode::Help;
+            return c;
+        } else {
+            return failed(QStringLiteral("unknown option %1").arg(a));
+        }
+    }
+
+    if (!c.assignments.isEmpty()) {
+        if (monitor || c.json || sawTicks)
+            return failed(QStringLiteral("--set cannot be combined with --monitor"));
+        c.mode = Mode::Set;
+        return c;
+    }
+    // --json and --ticks only make sense for the monitor, so they imply it.
+    if (monitor || c.json || sawTicks)
+        c.mode = Mode::Monitor;
+    return c;
+}

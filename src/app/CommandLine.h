@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The command line of `lumenstat`, parsed without side effects.
+//
+//   lumenstat                          the tray app (headless monitor without a display)
+//   lumenstat --monitor [--ticks N] [--json]
+//   lumenstat --set key=value [--set key=value ...]
+//   lumenstat --battery
+//   lumenstat --usage [today|24h]
+//   lumenstat --render-styles DIR [options]
+//   lumenstat --help
+struct CommandLine {
+    enum class Mode { App, Monitor, Set, Battery, Usage, RenderStyles, Help };
+
+    Mode mode = Mode::App;
+    bool json = false;
+    long ticks = 0;          // 0: no limit
+    QStringList assignments; // "key=value" of every --set, in order
+    QStringList rest;        // the words after --usage or --render-styles
+    QString error;           // set when the arguments make no sense
+
+    bool ok() const { return error.isEmpty(); }
+
+    // arguments: without the program name.
+    static CommandLine parse(const QStringList& arguments);
+    static QString usage();
+};
