@@ -1,0 +1,183 @@
+// The service object without a bus: typed SetValue, GetValue, the Tick line and its reading
+// back, and the printer of another instance's ticks.
+#include "app/AppModes.h"
+#include "app/AppService.h"
+#include "app/MonitorPrinter.h"
+#include "settings/NotificationCenter.h"
+#include "settings/SettingsDomain.h"
+
+#include <QDBusVariant>
+#include <QPoint>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+using Json = nlohmann::json;
+
+// Records the arguments of every emission of a one-argument signal.
+template <typename Sender, typename Arg> struct Emissions {
+    template <typename Signal> Emissions(Sender* sender, Signal signal) {
+        QObject::connect(sender, signal, &context, [this](Arg a) { values.push_back(a); });
+    }
+    size_t count() const { return values.size(); }
+    QObject context;
+    std::vector<std::decay_t<Arg>> values;
+};
+
+ActivityObject sampleRecord() {
+    ActivityObject r;
+    r.time = "01:02:03";
+    r.netMode = 1;
+    r.ssid = QString::fromUtf8("Café \"net\"");
+    r.IPLocation = "192.168.1.20";
+    r.macLocation = "AA:BB:CC:DD:EE:FF";
+    r.channel = "36";
+    r.strengthValue = -61;
+    r.strength = "-61 dBm";
+    r.paceActivities = {1025, 3};
+    r.netActivities = {5ull << 32, 77};
+    r.seesionMaxActivities = {4096, 1};
+    return r;
+}
+
+std::string readAll(std::FILE* f) {
+    std::rewind(f);
+    std::string s;
+    char buf[512];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+        s.append(buf, n);
+    return s;
+}
+
+TEST(AppServiceTickLine, ReadsBackToTheSameTextLine) {
+    const ActivityObject r = sampleRecord();
+    const QByteArray json = MonitorPrinter::jsonLine(r, QString("42"));
+    std::optional<QString> cpu;
+    const auto back = AppService::activityFromJsonLine(json, &cpu);
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ(cpu, std::optional<QString>("42"));
+    EXPECT_EQ(MonitorPrinter::textLine(*back, cpu), MonitorPrinter::textLine(r, QString("42")));
+    EXPECT_EQ(back->netActivities.up, 5ull << 32);
+    EXPECT_EQ(back->strengthValue, -61);
+    EXPECT_FALSE(back->security.has_value());
+}
+
+TEST(AppServiceTickLine, ALineWithoutCpuLoadHasNoneAndJunkIsRefused) {
+    std::optional<QString> cpu = QString("stale");
+    ASSERT_TRUE(AppService::activityFromJsonLine(MonitorPrinter::jsonLine(sampleRecord()), &cpu));
+    EXPECT_FALSE(cpu.has_value());
+    EXPECT_FALSE(AppService::activityFromJsonLine("not json", &cpu));
+    EXPECT_FALSE(AppService::activityFromJsonLine("[1,2]", &cpu));
+    // Fields of the wrong type read as empty instead of failing the line.
+    const auto odd = AppService::activityFromJsonLine(
+        R"({"time":5,"netMode":"x","paceActivities":{"up":-1,"down":"7"}})", nullptr);
+    ASSERT_TRUE(odd.has_value());
+    EXPECT_TRUE(odd->time.isEmpty());
+    EXPECT_EQ(odd->netMode, 0);
+    EXPECT_EQ(odd->paceActivities.up, 0u);
+    EXPECT_EQ(odd->paceActivities.down, 0u);
+}
+
+TEST(AppServiceConversion, JsonValuesBecomeDBusFriendlyVariantsAndBack) {
+    for (const char* text : {"true", "-5", "18446744073709551615", "0.25", "\"text\"",
+                             "[1,[2,\"x\"],false]", R"({"a":{"b":[1.5]},"c":"d"})", "[]"}) {
+        const Json value = Json::parse(text);
+        const auto variant = AppService::toDBus(value);
+        ASSERT_TRUE(variant.has_value()) << text;
+        const auto back = AppService::fromDBus(*variant);
+        ASSERT_TRUE(back.has_value()) << text;
+        EXPECT_EQ(*back, value) << text;
+    }
+    EXPECT_FALSE(AppService::toDBus(Json(nullptr)).has_value());
+    EXPECT_FALSE(AppService::toDBus(Json::parse("[1,null]")).has_value());
+    EXPECT_FALSE(AppService::fromDBus(QVariant(QPoint(1, 2))).has_value());
+    // A variant inside a variant is unwrapped.
+    const auto nested = AppService::fromDBus(QVariant::fromValue(QDBusVariant(QVariant(3))));
+    ASSERT_TRUE(nested.has_value());
+    EXPECT_EQ(*nested, Json(int64_t{3}));
+}
+
+class AppServiceValues : public ::testing::Test {
+protected:
+    void SetUp() override {
+        SettingsDomain::standard().clear();
+        SettingsDomain::group().clear();
+    }
+};
+
+TEST_F(AppServiceValues, SetValueStoresTypedPostsAndAnnounces) {
+    AppService service;
+    Emissions<AppService, const QString&> changed(&service, &AppService::ValueChanged);
+    QObject owner;
+    int posts = 0;
+    NotificationCenter::defaultCenter().addObserver(&owner, "app.netMenu.boxType",
+                                                    [&](const Notification&) { ++posts; });
+    service.SetValue("app.netMenu.boxType", QDBusVariant(QVariant(qlonglong(7))));
+    EXPECT_EQ(SettingsDomain::standard().integerValue("app.netMenu.boxType"), 7);
+    EXPECT_EQ(service.GetValue("app.netMenu.boxType"), "7");
+    EXPECT_EQ(posts, 1);
+    ASSERT_EQ(changed.count(), 1u);
+    EXPECT_EQ(changed.values[0], "app.netMenu.boxType");
+
+    service.SetValue("DataUsageTimeRange", QDBusVariant(QVariant(true)));
+    EXPECT_EQ(service.GetValue("DataUsageTimeRange"), "true");
+    EXPECT_TRUE(SettingsDomain::group().contains("DataUsageTimeRange"));
+
+    service.RemoveValue("app.netMenu.boxType");
+    EXPECT_EQ(service.GetValue("app.netMenu.boxType"), "null");
+    EXPECT_EQ(posts, 2);
+    EXPECT_EQ(changed.count(), 3u);
+}
+
+TEST_F(AppServiceValues, UnsupportedValuesAndEmptyKeysChangeNothing) {
+    AppService service;
+    Emissions<AppService, const QString&> changed(&service, &AppService::ValueChanged);
+    service.SetValue("app.netMenu.boxType", QDBusVariant(QVariant(QPoint(1, 1))));
+    service.SetValue("", QDBusVariant(QVariant(1)));
+    service.RemoveValue("");
+    EXPECT_EQ(changed.count(), 0u);
+    EXPECT_TRUE(SettingsDomain::standard().keys().empty());
+}
+
+TEST(AppServiceWithoutBus, DoesNotRegisterAndSendsNoTicks) {
+    AppService service;
+    Emissions<AppService, const QString&> ticks(&service, &AppService::Tick);
+    EXPECT_FALSE(service.registerOn(QDBusConnection(QStringLiteral("no-such-connection"))));
+    service.networkActivityDidUpdate(std::make_shared<const ActivityObject>(sampleRecord()));
+    EXPECT_EQ(ticks.count(), 0u);
+    int shown = 0;
+    service.showPanelHook = [&] { ++shown; };
+    service.ShowPanel();
+    EXPECT_EQ(shown, 1);
+}
+
+TEST(RemoteTickPrinter, PrintsTextOrJsonAndStopsAfterTheAskedNumber) {
+    const QString line = QString::fromUtf8(MonitorPrinter::jsonLine(sampleRecord(), QString("9")));
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> textOut(std::tmpfile(), std::fclose);
+    RemoteTickPrinter text(MonitorOptions{false, 2}, textOut.get());
+    int finished = 0;
+    QObject::connect(&text, &RemoteTickPrinter::finished, [&] { ++finished; });
+    text.onTick("garbage"); // ignored: nothing to show
+    text.onTick(line);
+    EXPECT_EQ(finished, 0);
+    text.onTick(line);
+    text.onTick(line);
+    EXPECT_EQ(finished, 1);
+    EXPECT_EQ(text.printed(), 2);
+    const std::string expectedLine =
+        MonitorPrinter::textLine(sampleRecord(), QString("9")).toStdString();
+    EXPECT_EQ(readAll(textOut.get()), expectedLine + "\n" + expectedLine + "\n");
+
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> jsonOut(std::tmpfile(), std::fclose);
+    RemoteTickPrinter json(MonitorOptions{true, 0}, jsonOut.get());
+    json.onTick(line);
+    EXPECT_FALSE(json.done());
+    EXPECT_EQ(readAll(jsonOut.get()), line.toStdString() + "\n");
+}
+
+} // namespace
