@@ -1,0 +1,210 @@
+#include "platform/linux/AppleSmcTransport.h"
+#include "power/SMCWrapper.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string decode(const char* type, std::vector<uint8_t> bytes) {
+    char text[16] = {};
+    SMCWrapper::getStringRepresentation(bytes.data(), uint32_t(bytes.size()), type, text);
+    return text;
+}
+
+// A controller holding one key; records every call it gets.
+class FakeController : public SMCTransport {
+public:
+    SMCTransport::OpenResult openResult{kSMCSuccess, true, kSMCSuccess};
+    uint32_t key = SMCWrapper::_strtoul("TC0P", 4, 16);
+    uint32_t type = SMCWrapper::_strtoul("sp78", 4, 16);
+    std::vector<uint8_t> value{0x2D, 0x80};
+    int failOnCommand = -1;
+    std::vector<SMCKeyData> calls;
+    std::vector<uint32_t> methods;
+    bool closed = false;
+
+    OpenResult open() override { return openResult; }
+    void close() override { closed = true; }
+    int call(uint32_t method, const SMCKeyData& in, SMCKeyData& out) override {
+        calls.push_back(in);
+        methods.push_back(method);
+        if (in.command == failOnCommand)
+            return kSMCErrorNotPrivileged;
+        if (in.key != key)
+            return kSMCErrorNotFound;
+        std::memset(&out, 0, sizeof out);
+        if (in.command == kSMCReadKeyInfo) {
+            out.keyInfoSize = uint32_t(value.size());
+            out.keyInfoType = type;
+        } else {
+            std::memcpy(out.bytes, value.data(), value.size());
+        }
+        return kSMCSuccess;
+    }
+};
+
+struct LogCapture {
+    std::string text;
+    LogCapture() {
+        SMCWrapper::setLogSink([this](const char* line) { text += line; });
+    }
+    ~LogCapture() {
+        SMCWrapper::setLogSink([](const char* line) { std::fputs(line, stdout); });
+    }
+};
+
+} // namespace
+
+TEST(SMCPacking, KeysAndTypes) {
+    EXPECT_EQ(SMCWrapper::_strtoul("ABCD", 4, 16), 1094861636u);
+    EXPECT_EQ(SMCWrapper::_strtoul("ABCD", 4, 16), 0x41424344u);
+    EXPECT_EQ(SMCWrapper::_strtoul("ABCD", 0, 16), 0u);
+    EXPECT_EQ(SMCWrapper::_strtoul("ABCD", -1, 16), 0u);
+    // Other bases keep only the low byte of each shifted character: the last one.
+    const char two[] = {0x01, 0x02};
+    EXPECT_EQ(SMCWrapper::_strtoul(two, 2, 10), 2u);
+    // Characters are signed bytes.
+    const char high[] = {char(0xFF)};
+    EXPECT_EQ(SMCWrapper::_strtoul(high, 1, 16), 0xFFFFFFFFu);
+    EXPECT_EQ(SMCWrapper::_strtoul(high, 1, 10), 0xFFu);
+
+    char text[5];
+    SMCWrapper::_ultostr(text, 0x73703738);
+    EXPECT_STREQ(text, "sp78");
+    SMCWrapper::_ultostr(text, SMCWrapper::_strtoul("ui8 ", 4, 16));
+    EXPECT_STREQ(text, "ui8 ");
+}
+
+TEST(SMCDecoding, TypeTable) {
+    EXPECT_EQ(decode("sp78", {0x2D, 0x80}), "45.500 ");
+    EXPECT_EQ(decode("sp78", {0xFF, 0x80}), "-0.500 ");
+    EXPECT_EQ(decode("fpe2", {0x1F, 0x40}), "2000.00 ");
+    EXPECT_EQ(decode("fp88", {0x01, 0x80}), "1.500 ");
+    EXPECT_EQ(decode("fp1f", {0x80, 0x00}), "1.00000 ");
+    EXPECT_EQ(decode("sp1e", {0xC0, 0x00}), "-1.00000 ");
+    EXPECT_EQ(decode("spb4", {0x00, 0x18}), "1.50 ");
+    EXPECT_EQ(decode("ui16", {0x01, 0x02}), "2 ");
+    EXPECT_EQ(decode("ui8 ", {0x07}), "7 ");
+    EXPECT_EQ(decode("ui32", {0x00, 0x00, 0x01, 0x2C}), "44 ");
+    EXPECT_EQ(decode("si8 ", {0xFE}), "-2 ");
+    EXPECT_EQ(decode("si16", {0xFF, 0xFF}), "65535 "); // read unsigned
+    EXPECT_EQ(decode("spf0", {0xFF, 0xFF}), "65535 ");
+    EXPECT_EQ(decode("{pwm", {0x80, 0x00}), "50.0% ");
+    EXPECT_EQ(decode("{pwm", {0xFF, 0xFF}), "100.0% ");
+}
+
+TEST(SMCDecoding, TypeAndSizeMustBothMatch) {
+    EXPECT_EQ(decode("si8 ", {0x01, 0x02}), "");
+    EXPECT_EQ(decode("sp78", {0x2D}), "");
+    EXPECT_EQ(decode("fpe2", {0x1F, 0x40, 0x00}), "");
+    EXPECT_EQ(decode("flt ", {0x00, 0x00, 0x80, 0x3F}), "");
+    // Nothing longer than 14 characters and the terminator is ever written.
+    char text[32];
+    std::memset(text, 'x', sizeof text);
+    const uint8_t big[] = {0xFF, 0xFF, 0xFF, 0xFF};
+    SMCWrapper::getStringRepresentation(big, 2, "fp1f", text);
+    EXPECT_EQ(std::string(text), "1.99997 ");
+    EXPECT_EQ(text[15], 'x');
+}
+
+TEST(SMCRead, TwoCommandsAndTheSizeSentBack) {
+    LogCapture log;
+    auto controller = std::make_shared<FakeController>();
+    SMCWrapper wrapper(controller);
+    QString text;
+    ASSERT_TRUE(wrapper.readKey("TC0P", text));
+    EXPECT_EQ(text, "45.500 ");
+    ASSERT_EQ(controller->calls.size(), 2u);
+    EXPECT_EQ(controller->methods, (std::vector<uint32_t>{2, 2}));
+    EXPECT_EQ(controller->calls[0].command, kSMCReadKeyInfo);
+    EXPECT_EQ(controller->calls[0].key, 0x54433050u);
+    EXPECT_EQ(controller->calls[0].keyInfoSize, 0u);
+    EXPECT_EQ(controller->calls[1].command, kSMCReadBytes);
+    EXPECT_EQ(controller->calls[1].keyInfoSize, 2u);
+
+    std::optional<double> number;
+    ASSERT_TRUE(wrapper.readKey("TC0P", number));
+    ASSERT_TRUE(number.has_value());
+    EXPECT_DOUBLE_EQ(*number, 45.5);
+
+    SMCKeyValue value;
+    ASSERT_EQ(wrapper.SMCReadKey("TC0P", value), kSMCSuccess);
+    EXPECT_STREQ(value.dataType, "sp78");
+    EXPECT_STREQ(value.key, "TC0P");
+    EXPECT_EQ(value.dataSize, 2u);
+    EXPECT_EQ(log.text, "");
+}
+
+TEST(SMCRead, FailuresGiveEmptyTextAndZero) {
+    LogCapture log;
+    auto controller = std::make_shared<FakeController>();
+    SMCWrapper wrapper(controller);
+    QString text = "stale";
+    EXPECT_FALSE(wrapper.readKey("TA0P", text));
+    EXPECT_EQ(text, "");
+    std::optional<double> number = 7.0;
+    EXPECT_FALSE(wrapper.readKey("TA0P", number));
+    EXPECT_EQ(number, 0.0);
+
+    controller->failOnCommand = kSMCReadBytes;
+    SMCKeyValue value;
+    EXPECT_EQ(wrapper.SMCReadKey("TC0P", value), kSMCErrorNotPrivileged);
+
+    // A type without a rule reads as success with empty text, which is not a number.
+    controller->failOnCommand = -1;
+    controller->type = SMCWrapper::_strtoul("flag", 4, 16);
+    ASSERT_TRUE(wrapper.readKey("TC0P", number));
+    EXPECT_FALSE(number.has_value());
+}
+
+TEST(SMCOpen, FailuresPrintTheirLines) {
+    LogCapture log;
+    auto controller = std::make_shared<FakeController>();
+    controller->openResult = {kSMCSuccess, false, kSMCSuccess};
+    { SMCWrapper wrapper(controller); }
+    EXPECT_EQ(log.text, "Error: no SMC found\nUnable to open SMC.\n");
+    EXPECT_TRUE(controller->closed);
+
+    log.text.clear();
+    controller->openResult = {kSMCSuccess, true, kSMCErrorNotPrivileged};
+    { SMCWrapper wrapper(controller); }
+    EXPECT_EQ(log.text, "Error: IOServiceOpen() = e00002c1\nUnable to open SMC.\n");
+
+    log.text.clear();
+    controller->openResult = {int(0x10000003), false, kSMCSuccess};
+    { SMCWrapper wrapper(controller); }
+    EXPECT_EQ(log.text, "Error: IOServiceGetMatchingServices() = 10000003\nUnable to open SMC.\n");
+}
+
+TEST(SMCAppleSmcTransport, MissingDriverAndReadableTree) {
+    TempDir dir;
+    AppleSmcTransport absent(dir.path());
+    auto r = absent.open();
+    EXPECT_FALSE(r.found);
+
+    // A tree whose index file is writable (as it is for root): one key at index 1.
+    const QString base = "devices/platform/applesmc.768/";
+    dir.write(base + "key_count", "2\n");
+    dir.write(base + "key_at_index", "0\n");
+    dir.write(base + "key_at_index_name", "TC0P\n");
+    dir.write(base + "key_at_index_type", "sp78\n");
+    dir.write(base + "key_at_index_data_length", "2\n");
+    dir.write(base + "key_at_index_data", QByteArray("\x2D\x80", 2));
+    AppleSmcTransport present(dir.path());
+    auto opened = present.open();
+    EXPECT_TRUE(opened.found);
+    EXPECT_EQ(opened.openStatus, kSMCSuccess);
+
+    LogCapture log;
+    auto shared = std::make_shared<AppleSmcTransport>(dir.path());
+    SMCWrapper wrapper(shared);
+    QString text;
+    ASSERT_TRUE(wrapper.readKey("TC0P", text));
+    EXPECT_EQ(text, "45.500 ");
+    EXPECT_FALSE(wrapper.readKey("TB0T", text));
+}
