@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QColor>
+#include <QObject>
+#include <QPainterPath>
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+class QPainter;
+class QVariantAnimation;
+
+// The sparkline: the last `length` values of a series drawn as a polyline over a gradient
+// fill, clipped to a rounded rectangle. The series is kept under the view's name in the
+// standard settings, so a sparkline made later with the same name resumes the curve.
+//
+// The view keeps its geometry (frame in its owner's coordinates) and draws itself through
+// paint(); owners paint it inside their own drawing pass. When animated, a path change is
+// eased over 0.25 s; the final path is what paintFinal() draws (the tray pixmap).
+class StockView_T : public QObject {
+    Q_OBJECT
+public:
+    explicit StockView_T(QString name, QObject* parent = nullptr);
+    ~StockView_T() override;
+
+    const QString name;
+    std::optional<uint64_t> maxDataValue;
+    double cornerRadius = 0;
+    size_t length = 20;
+    bool wantsAutoAdjustData = true;
+    double lineWidth = 1.5;
+    std::optional<QColor> backgroundColor; // painted by owners, not by the view
+    const bool isInAppExtension;
+
+    // The series, oldest first, loaded on first use.
+    const std::vector<uint64_t>& data();
+    QColor lineColor() const { return lineColor_; }
+    void setLineColor(const QColor& colour);
+
+    void setFrame(const QRectF& frame);
+    QRectF frame() const { return frame_; }
+
+    void append(uint64_t value);
+    void updateLastWithValue(uint64_t value) { append(value); }
+    void storeFrequencies();
+    void resetToFlat();
+
+    // The geometry of the current series in the view's own coordinates (origin top-left).
+    struct Paths {
+        std::vector<QPointF> points; // the polyline
+        QPainterPath line;
+        QPainterPath fill;
+        bool flat = false;
+    };
+    Paths currentPaths() const { return paths_; }
+    // The scaling factor for ceiling m: 0.2 up to 32, 0.4 up to 64, 0.6 above (1.0 when
+    // auto adjustment is off).
+    double scalingFactor(uint64_t ceiling) const;
+    bool hasDrawn() const { return strokeOpacity_ > 0; }
+
+    // Draws the final state at the frame's position.
+    void paintFinal(QPainter& p) const;
+    // Draws the animated state when animation is on, else the final one.
+    void paint(QPainter& p) const;
+    // Live windows animate path changes; the tray pixmap never does.
+    void setAnimated(bool animated) { animated_ = animated; }
+    // The eased progress of the curve with control points (0.23, 1) and (0.32, 1).
+    static double easing(double t);
+
+signals:
+    void needsDisplay();
+
+private:
+    void ensureData();
+    void redraw();
+    Paths buildPaths() const;
+    Paths flatPaths() const;
+    void paintPaths(QPainter& p, const QPainterPath& line, const QPainterPath& fill) const;
+
+    std::vector<uint64_t> data_;
+    bool loaded_ = false;
+    QColor lineColor_ = Qt::white;
+    QRectF frame_;
+    Paths paths_;
+    std::vector<QPointF> fromPoints_;
+    double progress_ = 1.0;
+    double strokeOpacity_ = 0;
+    bool animated_ = false;
+    QVariantAnimation* animation_ = nullptr;
+};
