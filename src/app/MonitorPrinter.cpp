@@ -30,7 +30,8 @@ const char* modeName(int mode) {
 MonitorPrinter::MonitorPrinter(bool json, long maxTicks, std::FILE* out, QObject* parent)
     : QObject(parent), json_(json), maxTicks_(maxTicks), out_(out) {}
 
-QByteArray MonitorPrinter::textLine(const ActivityObject& r) {
+QByteArray MonitorPrinter::textLine(const ActivityObject& r,
+                                    const std::optional<QString>& cpuRate) {
     const auto up = SpeedText::adaptive(r.paceActivities.up);
     const auto down = SpeedText::adaptive(r.paceActivities.down);
     QString line = QStringLiteral("%1  up %2 %3  down %4 %5  total up %6 down %7  %8")
@@ -42,6 +43,10 @@ QByteArray MonitorPrinter::textLine(const ActivityObject& r) {
                        .arg(SpeedText::dataVolumeText(r.netActivities.up))
                        .arg(SpeedText::dataVolumeText(r.netActivities.down))
                        .arg(QString::fromLatin1(modeName(r.netMode)));
+    if (cpuRate)
+        line += cpuRate->isEmpty() || *cpuRate == QLatin1String("--")
+                    ? QStringLiteral("  cpu --")
+                    : QStringLiteral("  cpu %1%").arg(*cpuRate);
     if (r.ssid)
         line += QStringLiteral("  %1").arg(*r.ssid);
     if (r.IPLocation)
@@ -49,7 +54,8 @@ QByteArray MonitorPrinter::textLine(const ActivityObject& r) {
     return line.toUtf8();
 }
 
-QByteArray MonitorPrinter::jsonLine(const ActivityObject& r) {
+QByteArray MonitorPrinter::jsonLine(const ActivityObject& r,
+                                    const std::optional<QString>& cpuRate) {
     nlohmann::json j = {
         {"time", r.time.toStdString()},
         {"netMode", r.netMode},
@@ -65,6 +71,9 @@ QByteArray MonitorPrinter::jsonLine(const ActivityObject& r) {
         {"netActivities", pair(r.netActivities)},
         {"seesionMaxActivities", pair(r.seesionMaxActivities)},
     };
+    if (cpuRate)
+        j["cpuRate"] =
+            cpuRate->isEmpty() ? nlohmann::json(nullptr) : nlohmann::json(cpuRate->toStdString());
     return QByteArray::fromStdString(
         j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
@@ -72,7 +81,10 @@ QByteArray MonitorPrinter::jsonLine(const ActivityObject& r) {
 void MonitorPrinter::networkActivityDidUpdate(const ActivityRecord& record) {
     if (maxTicks_ > 0 && ticks_ >= maxTicks_)
         return;
-    const QByteArray line = json_ ? jsonLine(*record) : textLine(*record);
+    std::optional<QString> cpuRate;
+    if (cpuRateSource_)
+        cpuRate = cpuRateSource_();
+    const QByteArray line = json_ ? jsonLine(*record, cpuRate) : textLine(*record, cpuRate);
     std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), out_);
     std::fputc('\n', out_);
     std::fflush(out_);

@@ -16,7 +16,12 @@ QString amountText(int64_t kb) {
     int64_t bytes = 0;
     if (__builtin_mul_overflow(kb, int64_t(1024), &bytes))
         bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-    return QLocale().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
+    // Base 1024 with the traditional labels; the kilobyte reads "KB" as everywhere else
+    // in the app.
+    QString text = QLocale().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
+    if (text.endsWith(QLatin1String(" kB")))
+        text.replace(text.size() - 2, 1, QLatin1Char('K'));
+    return text;
 }
 
 void printLine(std::FILE* out, const QString& label, const QString& received, const QString& sent) {

@@ -1,0 +1,240 @@
+#include "platform/linux/VolumeStats.h"
+#include "settings/Settings.h"
+#include "settings/SettingsDomain.h"
+#include "system/StorageUsageProvider.h"
+
+#include "support/TempDir.h"
+
+#include <QDir>
+#include <QLocale>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr int64_t kGiB = int64_t(1) << 30;
+constexpr int64_t kTiB = int64_t(1) << 40;
+
+class FixedVolume : public VolumeCapacitySource {
+public:
+    std::optional<VolumeCapacities> capacities(const QString& path) override {
+        askedPath = path;
+        ++queries;
+        return figures;
+    }
+    std::optional<VolumeCapacities> figures;
+    QString askedPath;
+    int queries = 0;
+};
+
+// Runs the provider over a fed volume, a private group domain and a fixed locale.
+class StorageTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        savedLocale_ = QLocale();
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+        StorageUsageProvider::setVolumeSource(volume);
+        StorageUsageProvider::setHomePath(QStringLiteral("/home/someone"));
+        StorageUsageProvider::setSettingsDomain(&group);
+    }
+    void TearDown() override {
+        StorageUsageProvider::setVolumeSource(nullptr);
+        StorageUsageProvider::setHomePath(QString());
+        StorageUsageProvider::setSettingsDomain(nullptr);
+        QLocale::setDefault(savedLocale_);
+    }
+    void feed(int64_t total, int64_t important, int64_t opportunistic, int64_t plain) {
+        VolumeCapacities v;
+        v.total = total;
+        v.importantAvailable = important;
+        v.opportunisticAvailable = opportunistic;
+        v.available = plain;
+        v.fileSystemFreeSize = plain;
+        volume->figures = v;
+    }
+
+    TempDir dir;
+    SettingsDomain group{dir.file("group.json")};
+    std::shared_ptr<FixedVolume> volume = std::make_shared<FixedVolume>();
+    QLocale savedLocale_;
+};
+
+struct NominalCase {
+    int64_t total;
+    const char* text;     // nominal size text
+    const char* capacity; // descriptor number
+    const char* unit;     // descriptor unit
+};
+
+TEST(StorageTables, NominalSizesAtEveryBoundary) {
+    const NominalCase cases[] = {
+        {std::numeric_limits<int64_t>::min(), "-", "0", "-"},
+        {0, "-", "0", "-"},
+        {1, "4 GB", "8", "KB"},
+        {kGiB - 1, "4 GB", "8", "MB"},
+        {(int64_t(1) << 32) - 1, "4 GB", "8", "GB"},
+        {int64_t(1) << 32, "8 GB", "8", "GB"},
+        {(int64_t(1) << 33) - 1, "8 GB", "8", "GB"},
+        {int64_t(1) << 33, "16 GB", "16", "GB"},
+        {int64_t(1) << 35, "64 GB", "64", "GB"},
+        {int64_t(1) << 37, "256 GB", "256", "GB"},
+        {500107862016, "512 GB", "512", "GB"},
+        {(int64_t(1) << 39) - 1, "512 GB", "512", "GB"},
+        {int64_t(1) << 39, "768 GB", "768", "GB"},
+        {768 * kGiB - 1, "768 GB", "768", "GB"},
+        {768 * kGiB, "1 TB", "1", "GB"},
+        {1000000000000, "1 TB", "1", "GB"},
+        {kTiB - 1, "1 TB", "1", "GB"},
+        {kTiB, "1.25 TB", "1.25", "TB"},
+        {kTiB / 4 * 5 - 1, "1.25 TB", "1.25", "TB"},
+        {kTiB / 4 * 5, "1.5 TB", "1.5", "TB"},
+        {kTiB / 2 * 3, "1.75 TB", "1.75", "TB"},
+        {kTiB / 4 * 7, "2 TB", "2", "TB"},
+        {2 * kTiB - 1, "2 TB", "2", "TB"},
+        {2 * kTiB, "-", "0", "TB"},
+        {4000000000000, "-", "0", "TB"},
+        {int64_t(1) << 50, "-", "0", "PB"},
+        {std::numeric_limits<int64_t>::max(), "-", "0", "-"},
+    };
+    for (const NominalCase& c : cases) {
+        SCOPED_TRACE(c.total);
+        EXPECT_EQ(StorageUsageProvider::nominalCapacityText(c.total), c.text);
+        const StorageDescriptor d = StorageUsageProvider::nominalCapacityDescriptor(c.total);
+        EXPECT_EQ(d.capacity, c.capacity);
+        EXPECT_EQ(d.unit, c.unit);
+    }
+}
+
+TEST(StorageTables, UnitRuleUsesBinaryThresholds) {
+    const std::pair<int64_t, const char*> cases[] = {
+        {-5, "KB"},
+        {0, "KB"},
+        {800000, "KB"},
+        {(int64_t(1) << 20) - 1, "KB"},
+        {int64_t(1) << 20, "MB"},
+        {1050000000, "MB"}, // above 10^9 but below 2^30
+        {kGiB, "GB"},
+        {kTiB - 1, "GB"},
+        {kTiB, "TB"},
+        {(int64_t(1) << 50) - 1, "TB"},
+        {int64_t(1) << 50, "PB"},
+        {(int64_t(1) << 60) - 1, "PB"},
+        {int64_t(1) << 60, "-"},
+        {std::numeric_limits<int64_t>::max(), "-"},
+    };
+    for (const auto& [bytes, unit] : cases) {
+        SCOPED_TRACE(bytes);
+        EXPECT_EQ(StorageUsageProvider::getUnitFromBytes(bytes), unit);
+    }
+}
+
+TEST_F(StorageTest, DescriptorPairsDecimalNumberWithBinaryUnit) {
+    // 1.05 x 10^9 bytes: the number is in gigabytes, the unit still reads MB.
+    const StorageDescriptor odd = StorageUsageProvider::descriptorOf(1050000000);
+    EXPECT_EQ(odd.capacity, "1.05");
+    EXPECT_EQ(odd.unit, "MB");
+
+    const StorageDescriptor small = StorageUsageProvider::descriptorOf(800000);
+    EXPECT_EQ(small.capacity, "800");
+    EXPECT_EQ(small.unit, "KB");
+
+    EXPECT_EQ(StorageUsageProvider::fileStyleText(800000), "800 kB");
+    EXPECT_EQ(StorageUsageProvider::fileStyleText(1050000000), "1.05 GB");
+    EXPECT_EQ(StorageUsageProvider::fileStyleText(500107862016), "500.11 GB");
+}
+
+TEST_F(StorageTest, ReferenceSettingChoosesTheAvailableMeasure) {
+    feed(1000000000, 100000000, 200000000, 300000000);
+    struct Case {
+        std::optional<SettingsDomain::Json> stored;
+        int64_t available;
+    };
+    const Case cases[] = {
+        {std::nullopt, 100000000},              // absent: important use
+        {SettingsDomain::Json(0), 100000000},   // the settings screen's first segment
+        {SettingsDomain::Json(1), 200000000},   // honoured though never offered
+        {SettingsDomain::Json(2), 300000000},   // the settings screen's second segment
+        {SettingsDomain::Json(7), 100000000},   // unknown values act as 0
+        {SettingsDomain::Json(-1), 100000000},  //
+        {SettingsDomain::Json("2"), 100000000}, // wrong type reads as 0
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.stored ? c.stored->dump() : "absent");
+        if (c.stored)
+            group.setValue(SettingsKey::StorageReference, *c.stored);
+        else
+            group.remove(SettingsKey::StorageReference);
+        const int64_t used = 1000000000 - c.available;
+        EXPECT_EQ(StorageUsageProvider::getAvailableStorage(),
+                  StorageUsageProvider::fileStyleText(c.available));
+        EXPECT_EQ(StorageUsageProvider::getUsedStorage(),
+                  StorageUsageProvider::fileStyleText(used));
+        EXPECT_EQ(StorageUsageProvider::getAvailableCapacityDescriptor().capacity,
+                  StorageUsageProvider::descriptorOf(c.available).capacity);
+        EXPECT_EQ(StorageUsageProvider::getUsedStorageDescriptor().capacity,
+                  StorageUsageProvider::descriptorOf(used).capacity);
+        EXPECT_DOUBLE_EQ(StorageUsageProvider::getStorageUsagePercentage(),
+                         1.0 - static_cast<double>(c.available) / 1e9);
+    }
+}
+
+TEST_F(StorageTest, SingleMeasureOperationsIgnoreTheSetting) {
+    feed(4000000000000, 1000000, 2000000000, 3000000000000);
+    group.setInteger(SettingsKey::StorageReference, 2);
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityInBytes(), 4000000000000);
+    EXPECT_EQ(StorageUsageProvider::getImportantAvailableCapacityInBytes(), 1000000);
+    EXPECT_EQ(StorageUsageProvider::getOpportunisticAvailableCapacityInBytes(), 2000000000);
+    EXPECT_EQ(StorageUsageProvider::getAvailableCapacityInBytes(), 3000000000000);
+    EXPECT_EQ(StorageUsageProvider::getImportantAvailableCapacity(), "1.0 MB");
+    EXPECT_EQ(StorageUsageProvider::getOpportunisticAvailableCapacity(), "2.00 GB");
+    EXPECT_EQ(StorageUsageProvider::getAvailableCapacity(), "3.00 TB");
+    const StorageDescriptor important =
+        StorageUsageProvider::getImportantAvailableCapacityDescriptor();
+    EXPECT_EQ(important.capacity, "1.0");
+    EXPECT_EQ(important.unit, "KB"); // 10^6 bytes is still below 2^20
+    EXPECT_EQ(StorageUsageProvider::getOpportunisticAvailableCapacityDescriptor().unit, "GB");
+    EXPECT_EQ(StorageUsageProvider::getCapacity(), "-");
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityDescriptor().capacity, "0");
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityDescriptor().unit, "TB");
+}
+
+TEST_F(StorageTest, EveryCallAsksTheVolumeAgainForTheHomeDirectory) {
+    feed(500107862016, 100, 100, 100);
+    EXPECT_EQ(StorageUsageProvider::getCapacity(), "512 GB");
+    feed(1000000000000, 100, 100, 100);
+    EXPECT_EQ(StorageUsageProvider::getCapacity(), "1 TB");
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityDescriptor().capacity, "1");
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityDescriptor().unit, "GB");
+    EXPECT_EQ(volume->queries, 4); // one query per call, nothing cached
+    EXPECT_EQ(volume->askedPath, "/home/someone");
+}
+
+TEST_F(StorageTest, UnreadableVolumeCountsAsZero) {
+    volume->figures.reset();
+    EXPECT_EQ(StorageUsageProvider::getTotalCapacityInBytes(), 0);
+    EXPECT_EQ(StorageUsageProvider::getAvailableCapacityInBytes(), 0);
+    EXPECT_EQ(StorageUsageProvider::getCapacity(), "-");
+    const StorageDescriptor total = StorageUsageProvider::getTotalCapacityDescriptor();
+    EXPECT_EQ(total.capacity, "0");
+    EXPECT_EQ(total.unit, "-");
+    EXPECT_EQ(StorageUsageProvider::getUsedStorageDescriptor().unit, "KB");
+    // 1 - 0/0: callers must cope with a value that is not finite.
+    EXPECT_FALSE(std::isfinite(StorageUsageProvider::getStorageUsagePercentage()));
+}
+
+TEST(VolumeStatsTest, ReadsARealVolumeAndRefusesAMissingPath) {
+    const auto v = VolumeStats().capacities(QDir::tempPath());
+    ASSERT_TRUE(v.has_value());
+    EXPECT_GT(v->total, 0);
+    EXPECT_GE(v->available, 0);
+    EXPECT_LE(v->available, v->total);
+    // Linux has no purgeable space: the three measures agree.
+    EXPECT_EQ(v->importantAvailable, v->available);
+    EXPECT_EQ(v->opportunisticAvailable, v->available);
+    EXPECT_FALSE(VolumeStats().capacities("/nonexistent/lumenstat/path").has_value());
+}
+
+} // namespace
