@@ -1,0 +1,163 @@
+"""One instance per user on a private session bus: a second `lumenstat` asks the first to
+show itself and exits 0 at once; `--monitor` prints the running instance's ticks instead of
+sampling itself, and carries on by itself when that instance ends; `--set` reaches the
+running instance typed, or writes the settings file when none runs."""
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from itest_support import (Bus, Checks, Lumenstat, binary, environment, name_owner,  # noqa: E402
+                           skip, wait_for)
+
+try:
+    import dbus
+except ImportError:
+    skip("python3-dbus is not installed for this python")
+
+NAME = "com.quillfern.Lumenstat"
+IFACE = "com.quillfern.Lumenstat"
+
+
+def seconds(time_text):
+    """Session time text (SS, MM:SS, HH:MM:SS, D.HH:MM:SS) in seconds."""
+    days = 0
+    if "." in time_text:
+        d, time_text = time_text.split(".", 1)
+        days = int(d)
+    total = 0
+    for part in time_text.split(":"):
+        total = total * 60 + int(part)
+    return days * 86400 + total
+
+
+def run(args, env, timeout=60):
+    return subprocess.run([binary()] + args, env=env, capture_output=True, text=True,
+                          timeout=timeout)
+
+
+def main():
+    checks = Checks()
+    bus = Bus()
+    home, env = environment(bus.address)
+    first = None
+    try:
+        conn = bus.connection()
+        first = Lumenstat([], env)  # the tray app on the offscreen platform
+        owner = wait_for(lambda: name_owner(conn, NAME), 30)
+        if not checks.expect(owner, "the first instance owns %s" % NAME):
+            print(first.stop(), first.stderr())
+            checks.finish()
+        service = conn.get_object(NAME, "/")
+
+        # A second plain start: asks the first to show itself and ends at once.
+        began = time.monotonic()
+        second = run([], env, timeout=30)
+        took = time.monotonic() - began
+        checks.expect(second.returncode == 0, "a second start exits 0 (rc %d, %s)"
+                      % (second.returncode, second.stderr.strip()))
+        checks.expect(took < 10, "a second start ends at once (%.1f s)" % took)
+        checks.expect(first.proc.poll() is None, "the first instance keeps running")
+        checks.expect(name_owner(conn, NAME) == owner, "the name stays with the first instance")
+
+        # --monitor prints the first instance's ticks: its session time, not a fresh one.
+        time.sleep(4)
+        age = time.monotonic() - first.started
+        follower = run(["--monitor", "--json", "--ticks", "3"], env)
+        lines = [json.loads(line) for line in follower.stdout.splitlines()]
+        checks.expect(follower.returncode == 0 and len(lines) == 3,
+                      "the follower prints 3 ticks and ends (rc %d, %d lines)"
+                      % (follower.returncode, len(lines)))
+        if lines:
+            start = seconds(lines[0]["time"])
+            checks.expect(start >= age - 4,
+                          "ticks come from the running sampler (time %s, instance age %.0f s)"
+                          % (lines[0]["time"], age))
+            checks.expect([seconds(line["time"]) for line in lines]
+                          == sorted(seconds(line["time"]) for line in lines),
+                          "ticks arrive in order")
+        text = run(["--monitor", "--ticks", "1"], env)
+        checks.expect(text.returncode == 0 and len(text.stdout.splitlines()) == 1
+                      and " up " in text.stdout and " down " in text.stdout,
+                      "the follower prints text lines too: %r" % text.stdout)
+        checks.expect(name_owner(conn, NAME) == owner, "followers never take the name")
+
+        # --set reaches the running instance, typed.
+        result = run(["--set", "app.netMenu.boxType=7", "--set", 'x.list=[1,2.5,"a",true]',
+                      "--set", 'x.obj={"k":{"n":-1}}', "--set", 'x.text="7"',
+                      "--set", "AccentColorIndex=3"], env)
+        checks.expect(result.returncode == 0 and "running instance" in result.stdout,
+                      "--set talks to the running instance: %r %r"
+                      % (result.stdout, result.stderr))
+
+        def value(key):
+            return json.loads(str(service.GetValue(key, dbus_interface=IFACE)))
+
+        checks.expect(value("app.netMenu.boxType") == 7 and
+                      isinstance(value("app.netMenu.boxType"), int), "the style is an integer 7")
+        checks.expect(value("x.list") == [1, 2.5, "a", True], "arrays keep their element types: %r"
+                      % value("x.list"))
+        checks.expect(value("x.obj") == {"k": {"n": -1}}, "objects arrive whole: %r"
+                      % value("x.obj"))
+        checks.expect(value("x.text") == "7", "a quoted number stays text")
+        checks.expect(value("AccentColorIndex") == 3, "group keys are set too")
+        removed = run(["--set", "x.text="], env)
+        checks.expect(removed.returncode == 0 and value("x.text") is None,
+                      "an empty value removes the key")
+
+        # A follower takes over when the instance it follows ends.
+        taker = Lumenstat(["--monitor", "--json", "--ticks", "6"], env)
+        checks.expect(taker.wait_lines(2, 30), "the follower prints the instance's ticks")
+        checks.expect(first.stop(signal.SIGTERM) == 0, "the first instance ends on SIGTERM")
+        try:
+            rc = taker.proc.wait(60)
+        except subprocess.TimeoutExpired:
+            rc = None
+        checks.expect(rc == 0 and taker.count() == 6,
+                      "the follower carries on by itself to 6 ticks (rc %s, %d lines)"
+                      % (rc, taker.count()))
+        own = [seconds(json.loads(t)["time"]) for t in taker.texts()]
+        checks.expect(own and own[-1] < own[0], "after the take-over the session time starts "
+                      "anew: %r" % own)
+
+        config = os.path.join(env["XDG_CONFIG_HOME"], "lumenstat")
+        with open(os.path.join(config, "settings.json")) as f:
+            stored = json.load(f)
+        checks.expect(stored.get("x.list") == [1, 2.5, "a", True],
+                      "settings set over the bus are on disk after exit")
+
+        # Without a running instance --set writes the file itself.
+        checks.expect(wait_for(lambda: name_owner(conn, NAME) is None, 10), "nobody owns the name")
+        offline = run(["--set", "app.netMenu.boxType=4", "--set", "kNetActivitiesWiFiDataKey=[5,6]"],
+                      env)
+        checks.expect(offline.returncode == 0 and "no running instance" in offline.stdout,
+                      "--set says it wrote the file: %r" % offline.stdout)
+        with open(os.path.join(config, "settings.json")) as f:
+            checks.expect(json.load(f).get("app.netMenu.boxType") == 4, "the file holds the value")
+        with open(os.path.join(config, "group.json")) as f:
+            checks.expect(json.load(f).get("kNetActivitiesWiFiDataKey") == [5, 6],
+                          "group keys go to the group file")
+
+        # With no session bus at all there is no single-instance check: two monitors run.
+        lonely_home, lonely = environment()
+        lonely["XDG_CONFIG_HOME"] = env["XDG_CONFIG_HOME"]
+        a = Lumenstat(["--monitor", "--ticks", "2"], lonely)
+        b = Lumenstat(["--monitor", "--ticks", "2"], lonely)
+        checks.expect(a.proc.wait(60) == 0 and b.proc.wait(60) == 0
+                      and a.count() == 2 and b.count() == 2,
+                      "without a session bus every monitor samples by itself")
+        shutil.rmtree(lonely_home, ignore_errors=True)
+    finally:
+        if first:
+            first.stop(signal.SIGKILL)
+        bus.close()
+        shutil.rmtree(home, ignore_errors=True)
+    checks.finish()
+
+
+if __name__ == "__main__":
+    main()
