@@ -3,17 +3,108 @@
 #include "Settings.h"
 #include "SettingsDomain.h"
 
-// Minimal lookup until the string tables land: every key reads as itself.
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+
+static void initLanguageResources() {
+    // Resources of a static library are linked in only when something refers to them.
+    Q_INIT_RESOURCE(Language);
+}
+
+namespace {
+
+// Maps one desktop language tag to a table language; empty when none fits.
+QString tableLanguageFor(QString tag) {
+    tag.replace(QLatin1Char('_'), QLatin1Char('-'));
+    tag = tag.section(QLatin1Char('.'), 0, 0).section(QLatin1Char('@'), 0, 0); // de_DE.UTF-8
+    if (tag.isEmpty())
+        return {};
+    const QLocale locale(tag);
+    switch (locale.language()) {
+    case QLocale::English:
+        return QStringLiteral("en");
+    case QLocale::German:
+        return QStringLiteral("de");
+    case QLocale::Japanese:
+        return QStringLiteral("ja");
+    case QLocale::Chinese: {
+        const QString lower = tag.toLower();
+        if (lower.contains(QLatin1String("hant")))
+            return QStringLiteral("zh-Hant");
+        if (lower.contains(QLatin1String("hans")))
+            return QStringLiteral("zh-Hans");
+        if (locale.script() == QLocale::TraditionalChineseScript)
+            return QStringLiteral("zh-Hant");
+        switch (locale.territory()) {
+        case QLocale::Taiwan:
+        case QLocale::HongKong:
+        case QLocale::Macao:
+            return QStringLiteral("zh-Hant");
+        default:
+            return QStringLiteral("zh-Hans");
+        }
+    }
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+std::optional<StringTable> StringTable::load(const QString& language, const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QJsonParseError error{};
+    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
+    if (error.error != QJsonParseError::NoError || !doc.isObject())
+        return std::nullopt;
+    QHash<QString, QString> texts;
+    const QJsonObject object = doc.object();
+    for (auto it = object.begin(); it != object.end(); ++it)
+        if (it.value().isString())
+            texts.insert(it.key(), it.value().toString());
+    return StringTable(language, std::move(texts));
+}
+
 Language& Language::shared() {
-    static Language* instance = new Language;
+    static Language* instance =
+        new Language(SettingsDomain::standard(), QLocale::system().uiLanguages());
     return *instance;
 }
 
-Language::Language() {
-    preferredLanguage_ =
-        fromRawValue(SettingsDomain::standard().stringValue(SettingsKey::PreferredLanguage))
-            .value_or(SupportedLanguage::System);
+Language::Language(SettingsDomain& domain, const QStringList& systemLanguages,
+                   const QString& tableDirectory)
+    : domain_(domain) {
+    const QString stored = domain_.stringValue(SettingsKey::PreferredLanguage);
+    preferredLanguage_ = fromRawValue(stored).value_or(SupportedLanguage::System);
     appLaunchLanguage_ = preferredLanguage_;
+
+    QString directory = tableDirectory;
+    if (directory.isEmpty()) {
+        static const bool resourcesReady = (initLanguageResources(), true);
+        (void)resourcesReady;
+        directory = builtInTableDirectory();
+    }
+    const auto tableOf = [&](const QString& code) {
+        return StringTable::load(code,
+                                 directory + QLatin1Char('/') + code + QStringLiteral(".json"));
+    };
+
+    // An explicit choice uses its own table when there is one; everything else follows the
+    // desktop's language order.
+    std::optional<StringTable> table;
+    const QString raw = rawValue(preferredLanguage_);
+    if (!raw.isEmpty())
+        table = tableOf(raw);
+    if (!table)
+        table = tableOf(bestTableLanguage(systemLanguages));
+    if (!table)
+        table = tableOf(QStringLiteral("en"));
+    if (table)
+        bundle_ = std::move(*table);
 }
 
 std::optional<Language::SupportedLanguage> Language::fromRawValue(const QString& raw) {
@@ -50,11 +141,58 @@ QString Language::rawValue(SupportedLanguage language) {
     return QString();
 }
 
+const std::vector<Language::SupportedLanguage>& Language::allLanguages() {
+    static const std::vector<SupportedLanguage> all{
+        SupportedLanguage::System,  SupportedLanguage::English,
+        SupportedLanguage::Chinese, SupportedLanguage::TraditionChinese,
+        SupportedLanguage::German,  SupportedLanguage::Japanese,
+    };
+    return all;
+}
+
+QString Language::menuTitle(SupportedLanguage language) {
+    switch (language) {
+    case SupportedLanguage::System:
+        return getLocalizedString(QStringLiteral("settings.language.menu.systemLanguage"));
+    case SupportedLanguage::English:
+        return getLocalizedString(QStringLiteral("settings.language.menu.english"));
+    case SupportedLanguage::Chinese:
+        return getLocalizedString(QStringLiteral("settings.language.menu.simplifiedChinese"));
+    case SupportedLanguage::TraditionChinese:
+        return getLocalizedString(QStringLiteral("settings.language.menu.traditionalChinese"));
+    case SupportedLanguage::German:
+        return getLocalizedString(QStringLiteral("settings.language.menu.german"));
+    case SupportedLanguage::Japanese:
+        return getLocalizedString(QStringLiteral("settings.language.menu.japanese"));
+    }
+    return QString();
+}
+
+const QStringList& Language::tableLanguages() {
+    static const QStringList codes{QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("ja"),
+                                   QStringLiteral("zh-Hans"), QStringLiteral("zh-Hant")};
+    return codes;
+}
+
+QString Language::builtInTableDirectory() {
+    return QStringLiteral(":/lumenstat/i18n");
+}
+
+QString Language::bestTableLanguage(const QStringList& systemLanguages) {
+    for (const QString& tag : systemLanguages) {
+        const QString code = tableLanguageFor(tag);
+        if (!code.isEmpty())
+            return code;
+    }
+    return QStringLiteral("en");
+}
+
 void Language::setPreferredLanguage(SupportedLanguage language) {
-    if (language == preferredLanguage_)
+    if (rawValue(language) == rawValue(preferredLanguage_))
         return;
-    SettingsDomain::standard().setString(SettingsKey::PreferredLanguage, rawValue(language));
+    domain_.setString(SettingsKey::PreferredLanguage, rawValue(language));
     preferredLanguage_ = language;
+    // Index loop: a hook may register another hook.
     for (size_t i = 0; i < onChangedHooks_.size(); ++i) {
         auto hook = onChangedHooks_[i];
         hook();
@@ -62,5 +200,5 @@ void Language::setPreferredLanguage(SupportedLanguage language) {
 }
 
 QString Language::getLocalizedString(const QString& key) {
-    return key;
+    return shared().localizedString(key);
 }
