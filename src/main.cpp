@@ -1,5 +1,6 @@
 #include "app/AppModes.h"
 #include "app/CommandLine.h"
+#include "menubar/RenderStylesCommand.h"
 #include "network/UsageCommand.h"
 
 #include <QString>
@@ -29,8 +30,9 @@ int main(int argc, char** argv) {
         return runSetCommand(argc, argv, command.assignments);
     case CommandLine::Mode::Usage:
         return runUsageCommand(command.rest);
-    case CommandLine::Mode::Battery:
     case CommandLine::Mode::RenderStyles:
+        return runRenderStylesCommand(command.rest);
+    case CommandLine::Mode::Battery:
         std::fprintf(stderr, "lumenstat: %s is not part of this build yet\n", argv[1]);
         return 2;
     case CommandLine::Mode::App:

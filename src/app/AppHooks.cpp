@@ -1,14 +1,15 @@
 #include "AppHooks.h"
 
 #include "network/DataUsageProvider.h"
+#include "power/YYSystemBatteryReport.h"
 #include "system/CPUReader.h"
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
-//   battery              hasBattery, powerPercentageLoggerNeedsUpdate,
+//   battery              powerPercentageLoggerNeedsUpdate,
 //                        powerPercentageLoggerGapTime, registerPowerSourceChanges,
 //                        logBatteryHealthIfNeed, load/updateBatteryMenuBarItemIfNeed,
-//                        postBatteryUserNotificationIfNeed, loadBatteryReports
+//                        postBatteryUserNotificationIfNeed
 //   status items         loadNetMenuBarItemIfNeed, netMenuBarNotifyMacWentOff,
 //                        loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
@@ -21,6 +22,8 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
     h.dataUsageStart = [] { DataUsageProvider::shared().start(); };
     h.dataUsageNotifyMacWentOff = [] { DataUsageProvider::shared().notifyMacWentOff(); };
+    h.hasBattery = [] { return YYSystemBatteryReport::hasBattery(); };
+    h.loadBatteryReports = [] { YYSystemBatteryReport::shareReport().loadReports(); };
 
     if (role == AppRole::Tray) {
         // Windows and status items exist only in the tray app; the headless instance keeps
