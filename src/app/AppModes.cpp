@@ -15,6 +15,7 @@
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QEventLoop>
+#include <QThread>
 
 #include <csignal>
 #include <cstdlib>
@@ -25,6 +26,14 @@ namespace {
 
 QString envText(const char* name) {
     return QString::fromLocal8Bit(qgetenv(name));
+}
+
+// Stops the sampler and waits (briefly) until its timer is gone, so no tick writes the
+// settings while the process ends.
+void stopSampling(NetworkMonitor& monitor) {
+    monitor.stopMonitoring();
+    for (int i = 0; i < 200 && monitor.isRunning(); ++i)
+        QThread::msleep(5);
 }
 
 // Runs this process as the instance: the delegate with its start-up sequence, sampling,
@@ -51,8 +60,10 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP});
     QObject::connect(&signalWatcher, &UnixSignalWatcher::received, app,
                      [] { QCoreApplication::quit(); });
-    QObject::connect(app, &QCoreApplication::aboutToQuit, &delegate,
-                     [&delegate] { delegate.applicationWillTerminate(); });
+    QObject::connect(app, &QCoreApplication::aboutToQuit, &delegate, [&delegate, &monitor] {
+        stopSampling(monitor);
+        delegate.applicationWillTerminate();
+    });
     if (auto* gui = qobject_cast<QGuiApplication*>(app)) {
         // The session is ending: save now, the session manager may not wait for a quit.
         QObject::connect(gui, &QGuiApplication::commitDataRequest, &delegate,
@@ -80,8 +91,8 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         monitor.addActivityObserver(service);
 
     const int rc = app->exec();
+    stopSampling(monitor);
     delegate.applicationWillTerminate();
-    monitor.stopMonitoring();
     if (printer)
         monitor.removeActivityObserver(printer.get());
     if (service)
