@@ -14,7 +14,9 @@ TempDir::TempDir() {
     path_ = QString::fromLocal8Bit(templ);
 }
 
-TempDir::~TempDir() { QDir(path_).removeRecursively(); }
+TempDir::~TempDir() {
+    QDir(path_).removeRecursively();
+}
 
 QString TempDir::write(const QString& relative, const QByteArray& contents) const {
     const QString full = file(relative);

@@ -18,6 +18,8 @@ const QString kManager = QStringLiteral("org.freedesktop.NetworkManager");
 const QString kDevice = QStringLiteral("org.freedesktop.NetworkManager.Device");
 const QString kWireless = QStringLiteral("org.freedesktop.NetworkManager.Device.Wireless");
 const QString kAccessPoint = QStringLiteral("org.freedesktop.NetworkManager.AccessPoint");
+const QString kActiveConnection =
+    QStringLiteral("org.freedesktop.NetworkManager.Connection.Active");
 const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 constexpr uint32_t kDeviceTypeWifi = 2;
 
@@ -79,6 +81,8 @@ NetworkManagerWiFi::NetworkManagerWiFi(const QDBusConnection& bus, QObject* pare
     for (const char* member : {"DeviceAdded", "DeviceRemoved", "StateChanged"})
         bus_.connect(kService, kPath, kManager, QString::fromLatin1(member), this,
                      SLOT(onSignal(QDBusMessage)));
+    bus_.connect(kService, QString(), kDevice, QStringLiteral("StateChanged"), this,
+                 SLOT(onSignal(QDBusMessage)));
     // Older NetworkManager versions send interface-specific PropertiesChanged signals.
     for (const QString& iface : {kWireless, kAccessPoint})
         bus_.connect(kService, QString(), iface, QStringLiteral("PropertiesChanged"), this,
@@ -117,7 +121,14 @@ void NetworkManagerWiFi::refresh() {
             if (!hw.isEmpty())
                 details.hardwareAddress = hw;
             details.transmitRate = wireless.value(QStringLiteral("Bitrate")).toUInt() / 1000.0;
-            const QString apPath = objectPath(wireless.value(QStringLiteral("ActiveAccessPoint")));
+            QString apPath = objectPath(wireless.value(QStringLiteral("ActiveAccessPoint")));
+            if (apPath.isEmpty() || apPath == QLatin1String("/")) {
+                // Without an active access point property, the active connection names it.
+                const QString active = objectPath(device.value(QStringLiteral("ActiveConnection")));
+                if (!active.isEmpty() && active != QLatin1String("/"))
+                    apPath = objectPath(getAll(bus_, active, kActiveConnection)
+                                            .value(QStringLiteral("SpecificObject")));
+            }
             if (!apPath.isEmpty() && apPath != QLatin1String("/")) {
                 const QVariantMap ap = getAll(bus_, apPath, kAccessPoint);
                 const QByteArray ssid = ap.value(QStringLiteral("Ssid")).toByteArray();
