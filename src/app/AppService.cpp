@@ -15,7 +15,10 @@
 using Json = nlohmann::json;
 
 AppService::AppService(QObject* parent)
-    : QObject(parent), bus_(QStringLiteral("lumenstat-unconnected")) {}
+    : QObject(parent), bus_(QStringLiteral("lumenstat-unconnected")) {
+    // Known before the first introspection, so SetValue is listed with its "v" argument.
+    qRegisterMetaType<QDBusVariant>();
+}
 
 AppService::~AppService() {
     if (registered_) {

@@ -53,6 +53,10 @@ def main():
             print(first.stop(), first.stderr())
             checks.finish()
         service = conn.get_object(NAME, "/")
+        xml = str(service.Introspect(dbus_interface="org.freedesktop.DBus.Introspectable"))
+        for member in ("ShowPanel", "SetValue", "RemoveValue", "GetValue", "Tick",
+                       "ValueChanged"):
+            checks.expect('name="%s"' % member in xml, "%s is listed on the bus" % member)
 
         # A second plain start: asks the first to show itself and ends at once.
         began = time.monotonic()
