@@ -9,7 +9,7 @@ PACKAGES=(
   libsqlite3-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
-  xvfb xauth iproute2 procps
+  xvfb xauth iproute2 procps time
   fonts-dejavu-core
 )
 if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
