@@ -1,0 +1,228 @@
+#include "StatusItem.h"
+
+#include "BoxType.h"
+#include "MenuDrawing.h"
+#include "NetMenuBox.h"
+#include "network/ActivityObject.h"
+#include "network/SpeedText.h"
+#include "platform/linux/StatusNotifierItem.h"
+#include "settings/DynamicAppearance.h"
+#include "settings/Language.h"
+#include "settings/NotificationCenter.h"
+#include "settings/Settings.h"
+#include "settings/SettingsDomain.h"
+
+#include <QGuiApplication>
+#include <QIcon>
+#include <QPainter>
+#include <QPixmap>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <cmath>
+
+namespace {
+const QString kAppTitle = QStringLiteral("Lumenstat");
+
+SniIconPixmap toSni(const QImage& image) {
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    return SniIconPixmap::fromArgb32(argb.width(), argb.height(), argb.constBits(),
+                                     static_cast<int>(argb.bytesPerLine()));
+}
+
+QString speedPair(const ActivityObject& a) {
+    const auto up = SpeedText::adaptive(a.paceActivities.up);
+    const auto down = SpeedText::adaptive(a.paceActivities.down);
+    return QStringLiteral("\u2191 %1 %2  \u2193 %3 %4")
+        .arg(up.value, up.unit, down.value, down.unit);
+}
+} // namespace
+
+StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* parent)
+    : QObject(parent), bus_(bus), length_(length) {
+    sni_ = std::make_unique<StatusNotifierItem>(bus_, QStringLiteral("lumenstat"));
+    sni_->setTitle(kAppTitle);
+    connect(sni_.get(), &StatusNotifierItem::activated, this, [this](QPoint at) {
+        lastActivate_ = at;
+        emit activated(at);
+    });
+    connect(sni_.get(), &StatusNotifierItem::watcherChanged, this,
+            [this](bool present) { watcherChanged(present); });
+    const bool published = sni_->publish();
+    if (!published || !sni_->isWatcherPresent())
+        ensureFallback();
+    rendering_ = renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering),
+                              sni_->watcherProcessName());
+    NotificationCenter::defaultCenter().addObserver(
+        this, QString::fromLatin1(SettingsKey::TrayRendering),
+        [this](const Notification&) { updateRendering(); });
+    DynamicAppearance::addChanged(this, [this](const Notification&) { scheduleRefresh(); });
+    toolTip_ = kAppTitle;
+}
+
+StatusItem::~StatusItem() {
+    dropFallback();
+}
+
+StatusItem::Rendering StatusItem::renderingFor(const QString& setting,
+                                               const QString& hostProcessName) {
+    if (setting == QLatin1String("wide"))
+        return Rendering::Wide;
+    if (setting == QLatin1String("square"))
+        return Rendering::Square;
+    if (hostProcessName.compare(QLatin1String("waybar"), Qt::CaseInsensitive) == 0)
+        return Rendering::Wide;
+    return Rendering::Square;
+}
+
+void StatusItem::updateRendering() {
+    const Rendering next =
+        renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering),
+                     sni_->watcherProcessName());
+    if (next == rendering_)
+        return;
+    rendering_ = next;
+    refresh();
+}
+
+bool StatusItem::usesStatusNotifierItem() const {
+    return sni_ && sni_->isRegistered();
+}
+
+void StatusItem::watcherChanged(bool present) {
+    if (present) {
+        dropFallback();
+        updateRendering();
+        refresh();
+    } else {
+        ensureFallback();
+        refresh();
+    }
+}
+
+void StatusItem::ensureFallback() {
+    if (fallback_ || !qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        return;
+    if (QGuiApplication::platformName() == QLatin1String("offscreen") ||
+        !QSystemTrayIcon::isSystemTrayAvailable())
+        return;
+    fallback_ = new QSystemTrayIcon(this);
+    connect(fallback_, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason != QSystemTrayIcon::Trigger)
+                    return;
+                lastActivate_ = fallback_->geometry().center();
+                emit activated(lastActivate_);
+            });
+    fallback_->setIcon(QIcon(QPixmap::fromImage(squareIcon(22, NetMenuBox::labelColor()))));
+    fallback_->setToolTip(toolTip_);
+    fallback_->show();
+}
+
+void StatusItem::dropFallback() {
+    if (!fallback_)
+        return;
+    fallback_->hide();
+    delete fallback_;
+    fallback_ = nullptr;
+}
+
+void StatusItem::setLength(double length) {
+    if (length == length_)
+        return;
+    length_ = length;
+    scheduleRefresh();
+}
+
+void StatusItem::setContentView(NetMenuBox* view) {
+    if (view_)
+        disconnect(view_, nullptr, this, nullptr);
+    view_ = view;
+    if (view_)
+        connect(view_, &NetMenuBox::needsDisplay, this, &StatusItem::scheduleRefresh);
+    scheduleRefresh();
+}
+
+void StatusItem::setActivity(const ActivityObject& activity) {
+    if (activity.netMode == 0) {
+        label_ = NetMenuBox::noNetworkText();
+        toolTip_ = label_;
+    } else {
+        label_ = speedPair(activity);
+        toolTip_ = label_;
+    }
+}
+
+qreal StatusItem::devicePixelRatio() const {
+    if (dprOverride_)
+        return *dprOverride_;
+    if (auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        if (QScreen* screen = gui->primaryScreen())
+            return screen->devicePixelRatio();
+        return gui->devicePixelRatio();
+    }
+    return 1.0;
+}
+
+void StatusItem::scheduleRefresh() {
+    if (refreshPending_)
+        return;
+    refreshPending_ = true;
+    QTimer::singleShot(0, this, [this] {
+        if (refreshPending_)
+            refresh();
+    });
+}
+
+QImage StatusItem::squareIcon(int pixels, const QColor& colour) {
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    const qreal scale = pixels / 16.0;
+    p.scale(scale, scale);
+    MenuDrawing::strokeImage(p, MenuDrawing::iconPicturePath(), QPointF(0, 0), colour);
+    p.end();
+    return image;
+}
+
+void StatusItem::refresh() {
+    refreshPending_ = false;
+    const qreal dpr = devicePixelRatio();
+    QImage next;
+    if (rendering_ == Rendering::Wide && view_) {
+        // The view draws at its own width; the item shows length x 22 points of it.
+        const int w = static_cast<int>(std::ceil(length_ * dpr));
+        const int h = static_cast<int>(std::ceil(kMenuBarHeight * dpr));
+        next = QImage(w, h, QImage::Format_ARGB32_Premultiplied);
+        next.fill(Qt::transparent);
+        next.setDevicePixelRatio(dpr);
+        QPainter p(&next);
+        view_->draw(p);
+        p.end();
+    } else {
+        next = squareIcon(static_cast<int>(std::lround(22 * dpr)), NetMenuBox::labelColor());
+    }
+    const bool pixelsChanged = next.size() != image_.size() || next != image_;
+    image_ = next;
+    if (sni_) {
+        if (pixelsChanged) {
+            SniIconPixmapList icons{toSni(next)};
+            if (rendering_ == Rendering::Square)
+                icons.append(toSni(squareIcon(16, NetMenuBox::labelColor())));
+            if (sni_->setIconPixmaps(icons))
+                ++iconUpdates_;
+        }
+        sni_->setToolTip(kAppTitle, toolTip_);
+        if (rendering_ == Rendering::Square)
+            sni_->setLabel(label_, QStringLiteral("\u2191 8888 KB/s  \u2193 8888 KB/s"));
+        else
+            sni_->setLabel(QString(), QString());
+    }
+    if (fallback_) {
+        if (pixelsChanged)
+            fallback_->setIcon(QIcon(QPixmap::fromImage(next)));
+        if (fallback_->toolTip() != toolTip_)
+            fallback_->setToolTip(toolTip_);
+    }
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QImage>
+#include <QObject>
+#include <QPoint>
+#include <QPointer>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+class NetMenuBox;
+class QSystemTrayIcon;
+class StatusNotifierItem;
+struct ActivityObject;
+
+// The status item in the desktop's tray. It is our own StatusNotifierItem on the session bus;
+// with no watcher on the bus it falls back to a QSystemTrayIcon.
+//
+// Tray hosts differ in what they do with a wide pixmap, so the item renders one of two ways,
+// chosen from the host that owns the watcher unless "app.menuBar.trayRendering" says:
+//   wide    the style view rendered at length x 22 points times the pixel ratio;
+//   square  a square icon legible at 16 px, the speeds as label and tooltip.
+class StatusItem : public QObject {
+    Q_OBJECT
+public:
+    enum class Rendering { Wide, Square };
+
+    StatusItem(const QDBusConnection& bus, double length, QObject* parent = nullptr);
+    ~StatusItem() override;
+
+    // "wide" or "square" from the setting; else wide only for hosts that keep a pixmap's
+    // aspect (Waybar), square for every other one.
+    static Rendering renderingFor(const QString& setting, const QString& hostProcessName);
+    Rendering rendering() const { return rendering_; }
+    // Re-reads the setting and the host; re-renders when the choice changed.
+    void updateRendering();
+
+    double length() const { return length_; }
+    void setLength(double length);
+
+    // The view whose drawing the item shows (not owned).
+    void setContentView(NetMenuBox* view);
+    // The last record's speeds for the label and the tooltip.
+    void setActivity(const ActivityObject& activity);
+    // Renders the current state and sends what changed.
+    void refresh();
+    // Coalesces refreshes asked for during one pass of the event loop.
+    void scheduleRefresh();
+
+    // Pixel ratio of the rendering (the primary screen's unless overridden).
+    qreal devicePixelRatio() const;
+    void setDevicePixelRatioOverride(std::optional<qreal> ratio) { dprOverride_ = ratio; }
+
+    // What the item shows now.
+    QImage currentImage() const { return image_; }
+    QString labelText() const { return label_; }
+    QString toolTipText() const { return toolTip_; }
+    QPoint lastActivatePosition() const { return lastActivate_; }
+    bool usesStatusNotifierItem() const;
+    bool usesFallbackIcon() const { return fallback_ != nullptr; }
+    StatusNotifierItem* statusNotifierItem() const { return sni_.get(); }
+    int iconUpdates() const { return iconUpdates_; }
+
+    // The picture of the square rendering.
+    static QImage squareIcon(int pixels, const QColor& colour);
+
+signals:
+    // A click on the item, with the position the host reported (global coordinates).
+    void activated(QPoint position);
+
+private:
+    void watcherChanged(bool present);
+    void ensureFallback();
+    void dropFallback();
+
+    QDBusConnection bus_;
+    double length_;
+    Rendering rendering_ = Rendering::Square;
+    QPointer<NetMenuBox> view_;
+    std::unique_ptr<StatusNotifierItem> sni_;
+    QSystemTrayIcon* fallback_ = nullptr;
+    QImage image_;
+    QString label_;
+    QString toolTip_;
+    QPoint lastActivate_;
+    bool refreshPending_ = false;
+    int iconUpdates_ = 0;
+    std::optional<qreal> dprOverride_;
+};
