@@ -1,6 +1,7 @@
 #include "AppHooks.h"
 
 #include "network/DataUsageProvider.h"
+#include "power/BatteryUserNotificationDispatcher.h"
 #include "power/YYSystemBatteryReport.h"
 #include "system/CPUReader.h"
 
@@ -8,8 +9,7 @@
 //   launch at login      setAutoLoginEnabled
 //   battery              powerPercentageLoggerNeedsUpdate,
 //                        powerPercentageLoggerGapTime, registerPowerSourceChanges,
-//                        logBatteryHealthIfNeed, load/updateBatteryMenuBarItemIfNeed,
-//                        postBatteryUserNotificationIfNeed
+//                        logBatteryHealthIfNeed, load/updateBatteryMenuBarItemIfNeed
 //   status items         loadNetMenuBarItemIfNeed, netMenuBarNotifyMacWentOff,
 //                        loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
@@ -24,6 +24,9 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     h.dataUsageNotifyMacWentOff = [] { DataUsageProvider::shared().notifyMacWentOff(); };
     h.hasBattery = [] { return YYSystemBatteryReport::hasBattery(); };
     h.loadBatteryReports = [] { YYSystemBatteryReport::shareReport().loadReports(); };
+    h.postBatteryUserNotificationIfNeed = [] {
+        BatteryUserNotificationDispatcher::shared().postBatteryUserNotificationIfNeed();
+    };
 
     if (role == AppRole::Tray) {
         // Windows and status items exist only in the tray app; the headless instance keeps
