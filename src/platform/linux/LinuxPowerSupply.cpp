@@ -347,11 +347,11 @@ std::optional<QVariantMap> LinuxPowerSupply::batteryRegistry() {
         r["Amperage"] = b.discharging() ? -*a : *a;
     if (auto t = b.temp)
         r["Temperature"] = *t * 10;
-    if (auto design = b.designMah())
-        r["DesignCapacity"] = *design;
-
+    // The three capacities are always given, as a gauge always gives them: the health log
+    // cannot record a day without them.
     auto full = b.fullMah();
     auto now = b.nowMah();
+    r["DesignCapacity"] = b.designMah().value_or(full.value_or(0));
     if (full && now) {
         r["MaxCapacity"] = *full;
         r["CurrentCapacity"] = *now;
@@ -360,10 +360,8 @@ std::optional<QVariantMap> LinuxPowerSupply::batteryRegistry() {
         r["MaxCapacity"] = qint64(100);
         r["CurrentCapacity"] = *percent;
     } else {
-        if (full)
-            r["MaxCapacity"] = *full;
-        if (now)
-            r["CurrentCapacity"] = *now;
+        r["MaxCapacity"] = full.value_or(0);
+        r["CurrentCapacity"] = now.value_or(0);
     }
     return r;
 }

@@ -28,11 +28,12 @@
 //   registry "ExternalConnected"      <- any system mains/USB supply online (without such a
 //                                        supply: no battery is discharging)
 //   registry "DesignCapacity"         <- charge_full_design (uAh / 1000), or
-//                                        energy_full_design converted with the design voltage
+//                                        energy_full_design converted with the design voltage;
+//                                        without either the full-charge capacity, else 0
 //   registry "MaxCapacity"            <- charge_full, or energy_full converted; without either
-//                                        100 (a percentage, rescaled by the report)
+//                                        100 (a percentage, rescaled by the report), else 0
 //   registry "CurrentCapacity"        <- charge_now, or energy_now converted; without either
-//                                        capacity (a percentage)
+//                                        capacity (a percentage), else 0
 //   registry "Voltage"                <- voltage_now (uV / 1000, mV)
 //   registry "Amperage"               <- |current_now| / 1000 (mA), else power_now / voltage_now;
 //                                        negative while the status is "Discharging"

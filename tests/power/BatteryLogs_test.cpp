@@ -1,0 +1,349 @@
+#include "FakePowerSources.h"
+#include "power/BatteryHealthLogger.h"
+#include "power/PowerPercentageLogger.h"
+#include "power/YYSystemBatteryReport.h"
+#include "settings/NotificationCenter.h"
+#include "settings/Settings.h"
+#include "settings/SettingsDomain.h"
+#include "support/TempDir.h"
+
+#include <QDate>
+#include <QObject>
+
+#include <gtest/gtest.h>
+
+using Json = nlohmann::json;
+
+namespace {
+
+// A loaded report whose capacities and cycle count the test sets.
+struct ReportFixture {
+    std::shared_ptr<FakePowerSources> fake = std::make_shared<FakePowerSources>();
+    YYSystemBatteryReport report{fake, [] { return true; }};
+
+    void set(int64_t cycles, int64_t full, int64_t design, int64_t percentage = 80,
+             bool charging = false) {
+        fake->registry = QVariantMap{{"CycleCount", qint64(cycles)},
+                                     {"MaxCapacity", qint64(full)},
+                                     {"CurrentCapacity", qint64(full)},
+                                     {"DesignCapacity", qint64(design)},
+                                     {"IsCharging", charging}};
+        fake->snap->descriptions = {
+            FakePowerSources::battery(percentage, 100, "Battery Power", charging)};
+        report.loadReports();
+    }
+};
+
+QDateTime day(int y, int m, int d, int hour = 12) {
+    return QDateTime(QDate(y, m, d), QTime(hour, 0));
+}
+
+std::vector<int64_t> capacities(const BatteryHealthLogger& log) {
+    std::vector<int64_t> out;
+    for (const auto& item : log.items())
+        out.push_back(item.fullCapacity);
+    return out;
+}
+
+} // namespace
+
+// --- health log ------------------------------------------------------------------------------
+
+TEST(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    QDateTime now = day(2025, 3, 1, 9);
+    BatteryHealthLogger log(&group, [&] { return now; });
+    ReportFixture r;
+
+    r.set(10, 3812, 4382);
+    log.logBatteryHealthIfNeed(&r.report);
+    ASSERT_EQ(log.items().size(), 1u);
+    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-03-01", 10, 3812, 4382}));
+
+    now = day(2025, 3, 1, 18);
+    r.set(11, 3820, 4400);
+    log.logBatteryHealthIfNeed(&r.report);
+    ASSERT_EQ(log.items().size(), 1u);
+    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-03-01", 11, 3820, 4400}));
+
+    r.set(12, 3790, 4400);
+    log.logBatteryHealthIfNeed(&r.report);
+    EXPECT_EQ(capacities(log), std::vector<int64_t>{3820});
+
+    now = day(2025, 3, 2, 0);
+    log.logBatteryHealthIfNeed(&r.report);
+    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3820, 3790}));
+
+    // The stored form is the list, and a new logger reads it back.
+    const Json stored = *group.array(SettingsKey::BatteryHealthData);
+    ASSERT_EQ(stored.size(), 2u);
+    EXPECT_EQ(
+        stored[1],
+        (Json{
+            {"date", "2025-03-02"}, {"cycle", 12}, {"fullCapacity", 3790}, {"maxCapacity", 4400}}));
+    BatteryHealthLogger again(&group, [&] { return now; });
+    EXPECT_EQ(again.items(), log.items());
+}
+
+TEST(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    group.setValue(
+        SettingsKey::BatteryHealthData,
+        Json::array(
+            {{{"date", "2025-03-05"}, {"cycle", 1}, {"fullCapacity", 3000}, {"maxCapacity", 4000}},
+             {{"date", "2025-03-06"},
+              {"cycle", 2},
+              {"fullCapacity", 3000},
+              {"maxCapacity", 4000}}}));
+    BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
+    ReportFixture r;
+    r.set(3, 3500, 4000);
+    log.logBatteryHealthIfNeed(&r.report);
+    // Today's entry is not the last one, so no rise is recorded and nothing is appended.
+    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3000, 3000}));
+}
+
+TEST(BatteryHealthLog, ReportNotLoadedLogsNothing) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
+    ReportFixture r; // never loaded
+    log.logBatteryHealthIfNeed(&r.report);
+    log.logBatteryHealthIfNeed(nullptr);
+    EXPECT_TRUE(log.items().empty());
+    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
+}
+
+TEST(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    QDateTime now = day(2025, 3, 1);
+    BatteryHealthLogger log(&group, [&] { return now; });
+    ReportFixture r;
+    for (int d = 1; d <= 3; ++d) {
+        now = day(2025, 3, d);
+        r.set(d, 3000 + d, 4000);
+        log.logBatteryHealthIfNeed(&r.report);
+    }
+    group.remove(SettingsKey::BatteryHealthData);
+    log.deleteItemAt(3);
+    log.deleteItemAt(4);
+    log.deleteItemAt(-1);
+    EXPECT_EQ(log.items().size(), 3u);
+    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
+
+    log.deleteItemAt(1);
+    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3001, 3003}));
+    EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->size(), 2u);
+}
+
+TEST(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    group.setValue(
+        SettingsKey::BatteryHealthData,
+        Json::array(
+            {{{"date", "2025-01-01"}, {"cycle", "7"}, {"fullCapacity", 1}, {"maxCapacity", 2}},
+             {{"date", "2025-01-02"}, {"cycle", 7}, {"fullCapacity", 1}},
+             {{"date", 20250103}, {"cycle", 7}, {"fullCapacity", 1}, {"maxCapacity", 2}},
+             {{"date", "2025-01-04"}, {"cycle", 7}, {"fullCapacity", 1.5}, {"maxCapacity", 2}},
+             {{"date", "2025-01-05"}, {"cycle", 8}, {"fullCapacity", 3}, {"maxCapacity", 4}}}));
+    BatteryHealthLogger log(&group);
+    ASSERT_EQ(log.items().size(), 1u);
+    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-01-05", 8, 3, 4}));
+
+    group.setValue(SettingsKey::BatteryHealthData, Json::array({Json::object({{"date", "x"}}), 5}));
+    BatteryHealthLogger notDictionaries(&group);
+    EXPECT_TRUE(notDictionaries.items().empty());
+    group.setValue(SettingsKey::BatteryHealthData, "2025-01-05");
+    BatteryHealthLogger notAnArray(&group);
+    EXPECT_TRUE(notAnArray.items().empty());
+}
+
+// --- percentage log --------------------------------------------------------------------------
+
+namespace {
+
+struct PercentageFixture {
+    TempDir dir;
+    SettingsDomain group{dir.file("group.json")};
+    SettingsDomain standard{dir.file("settings.json")};
+    double now = 1700000000.0;
+    bool battery = true;
+    ReportFixture r;
+    int posts = 0;
+    QObject owner;
+
+    PercentageFixture() {
+        NotificationCenter::defaultCenter().addObserver(
+            &owner, PowerPercentageLogger::DidUpdateNotification,
+            [this](const Notification&) { ++posts; });
+        r.set(5, 4000, 4500, 67, true);
+    }
+    ~PercentageFixture() { NotificationCenter::defaultCenter().removeObserver(&owner); }
+
+    std::unique_ptr<PowerPercentageLogger> make() {
+        return std::make_unique<PowerPercentageLogger>(PowerPercentageLogger::Environment{
+            &group, &standard, [this] { return now; }, [this] { return battery; },
+            [this]() -> const YYSystemBatteryReport* { return &r.report; }});
+    }
+};
+
+double timeOf(const Json& p) {
+    return p["Time"].get<double>();
+}
+
+} // namespace
+
+TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
+    PercentageFixture f;
+    auto log = f.make();
+    const auto& data = log->dataset();
+    ASSERT_EQ(data.size(), 1008u);
+    EXPECT_DOUBLE_EQ(timeOf(data.front()), f.now - 1008 * 600.0);
+    EXPECT_DOUBLE_EQ(timeOf(data.back()), f.now - 600.0);
+    for (const Json& p : data) {
+        ASSERT_EQ(p["Fake"], true);
+        ASSERT_EQ(p["Cap"], 100);
+        ASSERT_EQ(p["Charging"], false);
+    }
+    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
+    ASSERT_TRUE(f.standard.array(SettingsKey::BatteryRawData));
+    EXPECT_EQ(f.standard.array(SettingsKey::BatteryRawData)->size(), 1008u);
+    EXPECT_EQ(f.posts, 0);
+
+    // Ten minutes after the seed's last point a real reading is due.
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1009u);
+    EXPECT_EQ(log->dataset().back(),
+              (Json{{"Fake", false}, {"Cap", 67}, {"Charging", true}, {"Time", f.now}}));
+    EXPECT_EQ(f.posts, 1);
+    // The group copy keeps the newest week only.
+    const Json saved = *f.group.array(SettingsKey::BatteryRawData);
+    ASSERT_EQ(saved.size(), 1008u);
+    EXPECT_EQ(saved.back(), log->dataset().back());
+    EXPECT_EQ(saved.front(), log->dataset()[1]);
+    // And the next start takes it as it is.
+    auto reloaded = f.make();
+    EXPECT_EQ(reloaded->dataset().back(), log->dataset().back());
+}
+
+TEST(PowerPercentageLog, TimingRules) {
+    PercentageFixture f;
+    auto log = f.make();
+    log->needsUpdate(); // real point at now
+    const double last = f.now;
+
+    f.now = last + 589; // just under the 590 s tolerance: too early
+    log->needsUpdate();
+    EXPECT_EQ(log->dataset().size(), 1009u);
+    EXPECT_EQ(f.posts, 1);
+
+    f.now = last + 1500; // 25 minutes: two placeholders, no reading
+    f.r.set(5, 4000, 4500, 40, false);
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1011u);
+    EXPECT_EQ(log->dataset()[1009],
+              (Json{{"Fake", true}, {"Cap", 67}, {"Charging", false}, {"Time", last + 600}}));
+    EXPECT_EQ(log->dataset()[1010],
+              (Json{{"Fake", true}, {"Cap", 67}, {"Charging", false}, {"Time", last + 1200}}));
+    EXPECT_EQ(f.posts, 2);
+
+    // The next due call (300 s after the last placeholder is early, 590 s is due).
+    f.now = last + 1200 + 590;
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1012u);
+    EXPECT_EQ(log->dataset().back()["Cap"], 40);
+    EXPECT_EQ(log->dataset().back()["Fake"], false);
+    EXPECT_EQ(f.posts, 3);
+}
+
+TEST(PowerPercentageLog, ClockSetBackCountsAsAGap) {
+    PercentageFixture f;
+    auto log = f.make();
+    log->needsUpdate();
+    const double last = f.now;
+    f.now = last - 1500;
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1011u);
+    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), last + 1200);
+}
+
+TEST(PowerPercentageLog, EightDaysAwayReseeds) {
+    PercentageFixture f;
+    auto log = f.make();
+    log->needsUpdate();
+    f.group.setValue("marker", true);
+    f.now += 8 * 86400;
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1008u);
+    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), f.now - 600);
+    EXPECT_EQ(log->dataset().back()["Fake"], true);
+    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
+    EXPECT_EQ(f.posts, 2);
+}
+
+TEST(PowerPercentageLog, NoReadingWithoutALoadedReport) {
+    PercentageFixture f;
+    f.battery = false;
+    auto log = f.make();
+    log->needsUpdate();
+    EXPECT_EQ(log->dataset().size(), 1008u);
+    EXPECT_EQ(f.posts, 1); // the due call still tells the chart
+
+    f.battery = true;
+    f.r.fake->registry.reset();
+    f.r.report.loadReports();
+    log->needsUpdate();
+    EXPECT_EQ(log->dataset().size(), 1008u);
+}
+
+TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
+    PercentageFixture f;
+    Json stored = Json::array();
+    for (int k = 1007; k >= 1; --k)
+        stored.push_back(
+            Json{{"Fake", false}, {"Cap", 50}, {"Charging", false}, {"Time", f.now - k * 600.0}});
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100); // 1007 points: reseeded
+
+    stored.push_back(Json{{"Fake", false}, {"Cap", 51}, {"Charging", false}, {"Time", f.now}});
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    auto exact = f.make();
+    EXPECT_EQ(exact->dataset().back()["Cap"], 51); // exactly 1008: taken
+
+    stored[3] = 17;
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100); // a non-dictionary element
+}
+
+TEST(PowerPercentageLog, LastPointWithoutATimeResetsQuietly) {
+    PercentageFixture f;
+    Json stored = Json::array();
+    for (int k = 1008; k >= 1; --k)
+        stored.push_back(
+            Json{{"Fake", false}, {"Cap", 50}, {"Charging", false}, {"Time", f.now - k * 600.0}});
+    stored.back()["Time"] = 1699999400; // an integer, not a double
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    auto log = f.make();
+    ASSERT_EQ(log->dataset().back()["Cap"], 50);
+    log->needsUpdate();
+    EXPECT_EQ(log->dataset().back()["Cap"], 100);
+    EXPECT_EQ(f.posts, 0);
+
+    // A last point without an integer "Cap" fills gaps at 100.
+    stored.back()["Time"] = f.now - 600.0;
+    stored.back()["Cap"] = "50";
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    auto other = f.make();
+    f.now += 1200; // 1800 s since the last point
+    other->needsUpdate();
+    ASSERT_EQ(other->dataset().size(), 1011u);
+    EXPECT_EQ(other->dataset().back()["Cap"], 100);
+}
+
+TEST(PowerPercentageLog, GapTimeIsTenMinutes) {
+    EXPECT_EQ(PowerPercentageLogger::getGapTime(), 600.0);
+}
