@@ -228,6 +228,12 @@ TEST_F(AppDelegateTest, WithoutBatteryNoBatteryStepRunsAndNoBatteryObserverIsSub
     NotificationCenter::defaultCenter().post(AppDelegate::kBatteryStateDidChange);
     EXPECT_EQ(rec.count("widget.battery"), 0);
     EXPECT_FALSE(rec.powerSourceChanged);
+
+    // Waking without a battery only restarts sampling and tracking.
+    rec.wentOff();
+    rec.log.clear();
+    rec.wentOn();
+    EXPECT_EQ(rec.log, (Log{"sampler.start", "startTrackingIfNeed"}));
 }
 
 TEST_F(AppDelegateTest, FirstRunDefaultsAreWrittenOnceAndLeftAloneOnTheSecondLaunch) {
@@ -358,16 +364,6 @@ TEST_F(AppDelegateTest, SleepAndWakeRunTheirStepsInOrderThroughTheSubscribedHand
     EXPECT_TRUE(sampler.running);
 }
 
-TEST_F(AppDelegateTest, WakeWithoutBatteryOnlyRestartsSamplingAndTracking) {
-    FakeSampler sampler(rec.log);
-    auto delegate = launched(sampler, false);
-    rec.wentOff();
-    rec.log.clear();
-    rec.wentOn();
-    const Log wake = {"sampler.start", "startTrackingIfNeed"};
-    EXPECT_EQ(rec.log, wake);
-}
-
 TEST_F(AppDelegateTest, TickCountersSurviveSleepAndWake) {
     FakeSampler sampler(rec.log);
     auto delegate = launched(sampler, true, 600.0);
@@ -457,19 +453,6 @@ TEST_F(AppDelegateTest, WithoutAFloatingWindowComponentToggleOpensNothing) {
     delegate.applicationDidFinishLaunching(); // first launch asks for the window
     EXPECT_EQ(delegate.floatWindowController(), nullptr);
     EXPECT_FALSE(delegate.toggleFloatWindow());
-}
-
-TEST_F(AppDelegateTest, EmptyHooksAreSkippedAndTheSettingsAreStillFlushedAtExit) {
-    FakeSampler sampler(rec.log);
-    AppDelegate delegate(sampler, AppDelegateHooks{});
-    delegate.applicationDidFinishLaunching();
-    sampler.tick(300);
-    EXPECT_TRUE(sampler.running);
-    EXPECT_EQ(delegate.storeAppDataIfNeedPerSec(), 0u);
-    // The default flush writes the standard domain to its file.
-    delegate.applicationWillTerminate();
-    SettingsDomain reread(SettingsDomain::standard().filePath());
-    EXPECT_TRUE(reread.boolValue(SettingsKey::DidInitSettings));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-// The service object without a bus: typed SetValue, GetValue, the Tick line and its reading
-// back, and the printer of another instance's ticks.
-#include "app/AppModes.h"
+// The service object without a bus: typed SetValue and GetValue, the Tick line and its
+// reading back.
 #include "app/AppService.h"
 #include "app/MonitorPrinter.h"
 #include "settings/NotificationCenter.h"
@@ -11,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 
 namespace {
@@ -44,16 +42,6 @@ ActivityObject sampleRecord() {
     return r;
 }
 
-std::string readAll(std::FILE* f) {
-    std::rewind(f);
-    std::string s;
-    char buf[512];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
-        s.append(buf, n);
-    return s;
-}
-
 TEST(AppServiceTickLine, ReadsBackToTheSameTextLine) {
     const ActivityObject r = sampleRecord();
     const QByteArray json = MonitorPrinter::jsonLine(r, QString("42"));
@@ -73,14 +61,6 @@ TEST(AppServiceTickLine, ALineWithoutCpuLoadHasNoneAndJunkIsRefused) {
     EXPECT_FALSE(cpu.has_value());
     EXPECT_FALSE(AppService::activityFromJsonLine("not json", &cpu));
     EXPECT_FALSE(AppService::activityFromJsonLine("[1,2]", &cpu));
-    // Fields of the wrong type read as empty instead of failing the line.
-    const auto odd = AppService::activityFromJsonLine(
-        R"({"time":5,"netMode":"x","paceActivities":{"up":-1,"down":"7"}})", nullptr);
-    ASSERT_TRUE(odd.has_value());
-    EXPECT_TRUE(odd->time.isEmpty());
-    EXPECT_EQ(odd->netMode, 0);
-    EXPECT_EQ(odd->paceActivities.up, 0u);
-    EXPECT_EQ(odd->paceActivities.down, 0u);
 }
 
 TEST(AppServiceConversion, JsonValuesBecomeDBusFriendlyVariantsAndBack) {
@@ -142,42 +122,6 @@ TEST_F(AppServiceValues, UnsupportedValuesAndEmptyKeysChangeNothing) {
     service.RemoveValue("");
     EXPECT_EQ(changed.count(), 0u);
     EXPECT_TRUE(SettingsDomain::standard().keys().empty());
-}
-
-TEST(AppServiceWithoutBus, DoesNotRegisterAndSendsNoTicks) {
-    AppService service;
-    Emissions<AppService, const QString&> ticks(&service, &AppService::Tick);
-    EXPECT_FALSE(service.registerOn(QDBusConnection(QStringLiteral("no-such-connection"))));
-    service.networkActivityDidUpdate(std::make_shared<const ActivityObject>(sampleRecord()));
-    EXPECT_EQ(ticks.count(), 0u);
-    int shown = 0;
-    service.showPanelHook = [&] { ++shown; };
-    service.ShowPanel();
-    EXPECT_EQ(shown, 1);
-}
-
-TEST(RemoteTickPrinter, PrintsTextOrJsonAndStopsAfterTheAskedNumber) {
-    const QString line = QString::fromUtf8(MonitorPrinter::jsonLine(sampleRecord(), QString("9")));
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> textOut(std::tmpfile(), std::fclose);
-    RemoteTickPrinter text(MonitorOptions{false, 2}, textOut.get());
-    int finished = 0;
-    QObject::connect(&text, &RemoteTickPrinter::finished, [&] { ++finished; });
-    text.onTick("garbage"); // ignored: nothing to show
-    text.onTick(line);
-    EXPECT_EQ(finished, 0);
-    text.onTick(line);
-    text.onTick(line);
-    EXPECT_EQ(finished, 1);
-    EXPECT_EQ(text.printed(), 2);
-    const std::string expectedLine =
-        MonitorPrinter::textLine(sampleRecord(), QString("9")).toStdString();
-    EXPECT_EQ(readAll(textOut.get()), expectedLine + "\n" + expectedLine + "\n");
-
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> jsonOut(std::tmpfile(), std::fclose);
-    RemoteTickPrinter json(MonitorOptions{true, 0}, jsonOut.get());
-    json.onTick(line);
-    EXPECT_FALSE(json.done());
-    EXPECT_EQ(readAll(jsonOut.get()), line.toStdString() + "\n");
 }
 
 } // namespace

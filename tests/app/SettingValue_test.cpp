@@ -133,24 +133,4 @@ TEST_F(SettingValueApply, RemovingAKeyMakesItReadAsAbsentAndStillNotifies) {
     EXPECT_EQ(posted.size(), 1u);
 }
 
-TEST_F(SettingValueApply, ChangeHooksHearEveryKey) {
-    // Hooks are never removed, so this one only records while the test runs.
-    static std::vector<QString>* heard = nullptr;
-    std::vector<QString> local;
-    heard = &local;
-    Settings::shared().settingsDidChange([](const QString& key) {
-        if (heard)
-            heard->push_back(key);
-    });
-    SettingValue::apply("WantsBlurBackground", Json(false));
-    SettingValue::apply("kNetActivitiesWiFiDataKey", Json::parse("[1,2]"));
-    heard = nullptr;
-    const std::vector<QString> expected = {"WantsBlurBackground", "kNetActivitiesWiFiDataKey"};
-    EXPECT_EQ(local, expected);
-    EXPECT_FALSE(Settings::shared().wantsBlurBackground());
-    const auto totals = SettingsDomain::group().unsignedList("kNetActivitiesWiFiDataKey");
-    ASSERT_TRUE(totals.has_value());
-    EXPECT_EQ(*totals, (std::vector<uint64_t>{1, 2}));
-}
-
 } // namespace
