@@ -1,17 +1,17 @@
 #include "AppHooks.h"
 
+#include "menubar/NetMenuBarItemController.h"
 #include "network/DataUsageProvider.h"
+#include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
+#include "power/PowerPercentageLogger.h"
 #include "power/YYSystemBatteryReport.h"
 #include "system/CPUReader.h"
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
-//   battery              powerPercentageLoggerNeedsUpdate,
-//                        powerPercentageLoggerGapTime, registerPowerSourceChanges,
-//                        logBatteryHealthIfNeed, load/updateBatteryMenuBarItemIfNeed
-//   status items         loadNetMenuBarItemIfNeed, netMenuBarNotifyMacWentOff,
-//                        loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
+//   battery              registerPowerSourceChanges, load/updateBatteryMenuBarItemIfNeed
+//   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
 //                        storeAppDataUsageIfNeed, pauseTracking
 //   widget bridge        reloadWiFiInterfaceWidget, reloadBatteryUsageWidget,
@@ -27,10 +27,19 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     h.postBatteryUserNotificationIfNeed = [] {
         BatteryUserNotificationDispatcher::shared().postBatteryUserNotificationIfNeed();
     };
+    h.powerPercentageLoggerNeedsUpdate = [] { PowerPercentageLogger::shared().needsUpdate(); };
+    h.powerPercentageLoggerGapTime = [] { return PowerPercentageLogger::getGapTime(); };
+    h.logBatteryHealthIfNeed = [] { BatteryHealthLogger::shared().logBatteryHealthIfNeed(); };
 
     if (role == AppRole::Tray) {
-        // Windows and status items exist only in the tray app; the headless instance keeps
+        // Status items and windows exist only in the tray app; the headless instance keeps
         // sampling and the totals without them.
+        h.loadNetMenuBarItemIfNeed = [] {
+            NetMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
+        h.netMenuBarNotifyMacWentOff = [] {
+            NetMenuBarItemController::shared().notifyMacWentOff();
+        };
     }
     return h;
 }
