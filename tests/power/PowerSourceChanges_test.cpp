@@ -1,0 +1,200 @@
+#include "FakePowerSources.h"
+#include "platform/linux/LinuxPowerSupply.h"
+#include "platform/linux/PowerSupplyMonitor.h"
+#include "power/BatteryCommand.h"
+#include "power/PowerSourceChanges.h"
+#include "settings/Language.h"
+#include "settings/Settings.h"
+#include "settings/SettingsDomain.h"
+#include "support/TempDir.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+QByteArray uevent(const char* action, const char* devpath, const char* subsystem) {
+    QByteArray m = QByteArray(action) + "@" + devpath;
+    m.append('\0');
+    m += QByteArray("ACTION=") + action;
+    m.append('\0');
+    m += QByteArray("DEVPATH=") + devpath;
+    m.append('\0');
+    m += QByteArray("SUBSYSTEM=") + subsystem;
+    m.append('\0');
+    m += "SEQNUM=4711";
+    m.append('\0');
+    return m;
+}
+
+void drainEvents() {
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+} // namespace
+
+TEST(PowerSupplyUevents, OnlyKernelPowerSupplyMessagesCount) {
+    EXPECT_TRUE(PowerSupplyMonitor::isPowerSupplyEvent(
+        uevent("change", "/devices/LNXSYSTM:00/PNP0C0A:00/power_supply/BAT0", "power_supply")));
+    EXPECT_FALSE(PowerSupplyMonitor::isPowerSupplyEvent(
+        uevent("add", "/devices/pci0000:00/usb1/1-1", "usb")));
+    // A value that merely contains the word is not the subsystem.
+    EXPECT_FALSE(PowerSupplyMonitor::isPowerSupplyEvent(
+        uevent("change", "/devices/x/power_supply/BAT0", "power_supply_extra")));
+    QByteArray relayed = "libudev";
+    relayed.append('\0');
+    relayed += uevent("change", "/devices/x/power_supply/BAT0", "power_supply");
+    EXPECT_FALSE(PowerSupplyMonitor::isPowerSupplyEvent(relayed));
+    EXPECT_FALSE(PowerSupplyMonitor::isPowerSupplyEvent(QByteArray()));
+}
+
+TEST(PowerSupplyUevents, ABatchOfMessagesGivesOneSignal) {
+    int fds[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, fds), 0);
+    PowerSupplyMonitor monitor;
+    ASSERT_TRUE(monitor.startWithDescriptor(fds[0]));
+    int signals_ = 0;
+    QObject::connect(&monitor, &PowerSupplyMonitor::powerSupplyChanged, [&] { ++signals_; });
+
+    const QByteArray other = uevent("add", "/devices/usb1", "usb");
+    ASSERT_GT(::send(fds[1], other.constData(), size_t(other.size()), 0), 0);
+    drainEvents();
+    EXPECT_EQ(signals_, 0);
+
+    const QByteArray battery = uevent("change", "/devices/x/power_supply/BAT0", "power_supply");
+    const QByteArray mains = uevent("change", "/devices/x/power_supply/AC", "power_supply");
+    ASSERT_GT(::send(fds[1], battery.constData(), size_t(battery.size()), 0), 0);
+    ASSERT_GT(::send(fds[1], mains.constData(), size_t(mains.size()), 0), 0);
+    drainEvents();
+    EXPECT_EQ(signals_, 1);
+    monitor.stop();
+    ::close(fds[1]);
+}
+
+TEST(PowerSourceChangeWatch, RereadEverySixtyTicksOnlyWhenSomethingChanged) {
+    auto fake = std::make_shared<FakePowerSources>();
+    fake->registry = QVariantMap{{"CurrentCapacity", 2000}};
+    fake->snap->descriptions = {FakePowerSources::battery(50, 100, "Battery Power", false)};
+    std::vector<ActivityObserver*> subscribed;
+    PowerSourceChanges changes(
+        fake, [&](ActivityObserver* o) { subscribed.push_back(o); }, false);
+    int calls = 0;
+    changes.heartbeatTick(); // nothing registered yet: ignored
+    changes.registerPowerSourceChanges([&] { ++calls; });
+    ASSERT_EQ(subscribed, std::vector<ActivityObserver*>{&changes});
+
+    for (int t = 0; t < 60; ++t)
+        changes.heartbeatTick();
+    drainEvents();
+    EXPECT_EQ(calls, 0); // same reading
+
+    fake->snap->descriptions = {FakePowerSources::battery(49, 100, "Battery Power", false)};
+    const int before = fake->snapshotCalls;
+    for (int t = 0; t < 59; ++t)
+        changes.heartbeatTick();
+    EXPECT_EQ(fake->snapshotCalls, before); // nothing is read between re-reads
+    drainEvents();
+    EXPECT_EQ(calls, 0);
+    changes.heartbeatTick(); // the 60th
+    EXPECT_EQ(calls, 0);     // the callback runs later, not inside the tick
+    drainEvents();
+    EXPECT_EQ(calls, 1);
+
+    for (int t = 0; t < 60; ++t)
+        changes.heartbeatTick();
+    drainEvents();
+    EXPECT_EQ(calls, 1);
+
+    // The registry alone changing counts as well.
+    fake->registry = QVariantMap{{"CurrentCapacity", 1990}};
+    for (int t = 0; t < 60; ++t)
+        changes.heartbeatTick();
+    drainEvents();
+    EXPECT_EQ(calls, 2);
+
+    // A kernel event always runs the path and becomes the new reference.
+    fake->snap->timeRemainingEstimate = 1234;
+    changes.powerSupplyEventArrived();
+    drainEvents();
+    EXPECT_EQ(calls, 3);
+    for (int t = 0; t < 60; ++t)
+        changes.heartbeatTick();
+    drainEvents();
+    EXPECT_EQ(calls, 3);
+
+    // Registering again does not subscribe twice.
+    changes.registerPowerSourceChanges([&] { calls += 10; });
+    EXPECT_EQ(subscribed.size(), 1u);
+}
+
+// --- the --battery command ---------------------------------------------------------------------
+
+namespace {
+
+QString runCommand(const QString& fixture, SettingsDomain& group, int* code = nullptr) {
+    std::FILE* out = std::tmpfile();
+    const int rc =
+        runBatteryCommand(out,
+                          std::make_shared<LinuxPowerSupply>(
+                              QStringLiteral(LUMENSTAT_FIXTURES_DIR "/power_supply/") + fixture),
+                          &group);
+    if (code)
+        *code = rc;
+    std::rewind(out);
+    QByteArray text;
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, out)) > 0)
+        text.append(buffer, qsizetype(n));
+    std::fclose(out);
+    return QString::fromUtf8(text);
+}
+
+} // namespace
+
+TEST(BatteryCommand, PrintsTheReportAndTheHealthLog) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    group.setValue(SettingsKey::BatteryHealthData,
+                   nlohmann::json::array({{{"date", "2025-03-20"},
+                                           {"cycle", 120},
+                                           {"fullCapacity", 3812},
+                                           {"maxCapacity", 4382}}}));
+    int rc = -1;
+    const QString text = runCommand("laptop_discharging", group, &rc);
+    EXPECT_EQ(rc, 0);
+    EXPECT_TRUE(text.contains("\ncycleCount: 123\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\nfullCapacity: 3812\n"));
+    EXPECT_TRUE(text.contains("\npower: -18\n"));
+    EXPECT_TRUE(text.contains("\npercentage: 50%\n"));
+    EXPECT_TRUE(text.contains("\nstate: on battery\n"));
+    EXPECT_TRUE(text.contains(
+        "\ntime: " + Language::getLocalizedString("battery.powerSourceState.timeRemaining") +
+        ": 01:16\n"));
+    EXPECT_TRUE(text.contains("2025-03-20  cycles 120  full 3812 mAh  design 4382 mAh  87.0%"));
+
+    const QString full = runCommand("laptop_full", group);
+    EXPECT_TRUE(full.contains("\nstate: fully charged on external power\n"));
+    EXPECT_TRUE(full.contains(Language::getLocalizedString("battery.powerSourceState.full")));
+}
+
+TEST(BatteryCommand, SaysPlainlyWhenThereIsNoBattery) {
+    TempDir dir;
+    SettingsDomain group(dir.file("group.json"));
+    int rc = -1;
+    const QString text = runCommand("desktop_mains", group, &rc);
+    EXPECT_EQ(rc, 0);
+    EXPECT_TRUE(text.startsWith("This machine has no battery")) << text.toStdString();
+    EXPECT_FALSE(text.contains("cycleCount"));
+
+    const QString empty = runCommand("laptop_charging", group);
+    EXPECT_TRUE(empty.contains("(no entries yet)"));
+    EXPECT_TRUE(empty.contains("\nstate: charging on external power\n"));
+}
