@@ -1,0 +1,118 @@
+#!/usr/bin/python3
+"""A small StatusNotifierWatcher and host for the status item tests.
+
+Owns org.kde.StatusNotifierWatcher on the bus of DBUS_SESSION_BUS_ADDRESS, accepts item
+registrations and, like a tray host, reads each item's properties and follows its change
+signals. Every event is printed as one JSON line on stdout. Commands on stdin, one a line:
+  activate X Y     calls Activate(X, Y) on the last registered item
+  quit             ends the host (the watcher name goes away with it)
+"""
+import json
+import sys
+
+import dbus
+import dbus.mainloop.glib
+import dbus.service
+from gi.repository import GLib
+
+ITEM_IFACE = "org.kde.StatusNotifierItem"
+WATCHER = "org.kde.StatusNotifierWatcher"
+
+
+def emit(event, **fields):
+    fields["event"] = event
+    sys.stdout.write(json.dumps(fields) + "\n")
+    sys.stdout.flush()
+
+
+class Watcher(dbus.service.Object):
+    def __init__(self, bus):
+        self.bus = bus
+        self.items = []
+        name = dbus.service.BusName(WATCHER, bus, do_not_queue=True)
+        super().__init__(name, "/StatusNotifierWatcher")
+        self._name = name
+
+    @dbus.service.method(WATCHER, in_signature="s", out_signature="", sender_keyword="sender")
+    def RegisterStatusNotifierItem(self, service, sender=None):
+        if service.startswith("/"):
+            service, path = sender, service
+        else:
+            path = "/StatusNotifierItem"
+        self.items.append((service, path))
+        GLib.idle_add(self.read_item, service, path, "registered")
+        for signal in ("NewIcon", "NewToolTip", "XAyatanaNewLabel", "NewTitle", "NewStatus"):
+            self.bus.add_signal_receiver(
+                lambda *args, s=signal, svc=service, p=path: self.read_item(svc, p, s),
+                signal_name=signal, dbus_interface=ITEM_IFACE, bus_name=service, path=path)
+        self.StatusNotifierItemRegistered(service)
+
+    @dbus.service.method(WATCHER, in_signature="s", out_signature="")
+    def RegisterStatusNotifierHost(self, service):
+        pass
+
+    @dbus.service.signal(WATCHER, signature="s")
+    def StatusNotifierItemRegistered(self, service):
+        pass
+
+    @dbus.service.signal(WATCHER, signature="")
+    def StatusNotifierHostRegistered(self):
+        pass
+
+    def read_item(self, service, path, why):
+        try:
+            obj = self.bus.get_object(service, path)
+            props = obj.GetAll(ITEM_IFACE, dbus_interface="org.freedesktop.DBus.Properties")
+        except dbus.DBusException as e:
+            emit("error", why=why, message=str(e))
+            return False
+        pixmaps = [[int(w), int(h), len(data)] for (w, h, data) in props.get("IconPixmap", [])]
+        # Count the opaque pixels of the first pixmap (ARGB, network byte order).
+        opaque = 0
+        if props.get("IconPixmap"):
+            data = bytes(bytearray(props["IconPixmap"][0][2]))
+            opaque = sum(1 for i in range(0, len(data), 4) if data[i] > 40)
+        tip = props.get("ToolTip")
+        emit(why, service=str(service),
+             pixmaps=pixmaps, opaque=opaque,
+             tooltip_title=str(tip[2]) if tip else "", tooltip_text=str(tip[3]) if tip else "",
+             label=str(props.get("XAyatanaLabel", "")),
+             category=str(props.get("Category", "")), id=str(props.get("Id", "")),
+             title=str(props.get("Title", "")), status=str(props.get("Status", "")),
+             menu=str(props.get("Menu", "")))
+        return False
+
+    def activate(self, x, y):
+        if not self.items:
+            emit("error", message="no item")
+            return
+        service, path = self.items[-1]
+        obj = self.bus.get_object(service, path)
+        obj.Activate(dbus.Int32(x), dbus.Int32(y), dbus_interface=ITEM_IFACE,
+                     reply_handler=lambda: emit("activated", x=x, y=y),
+                     error_handler=lambda e: emit("error", message=str(e)))
+
+
+def main():
+    dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
+    bus = dbus.SessionBus()
+    watcher = Watcher(bus)
+    loop = GLib.MainLoop()
+
+    def on_stdin(source, condition):
+        line = sys.stdin.readline()
+        if not line or line.strip() == "quit":
+            loop.quit()
+            return False
+        words = line.split()
+        if words and words[0] == "activate" and len(words) == 3:
+            watcher.activate(int(words[1]), int(words[2]))
+        return True
+
+    GLib.io_add_watch(sys.stdin, GLib.IO_IN | GLib.IO_HUP, on_stdin)
+    emit("ready")
+    loop.run()
+
+
+if __name__ == "__main__":
+    main()
