@@ -2,7 +2,9 @@
 #include "app/CommandLine.h"
 #include "menubar/RenderStylesCommand.h"
 #include "network/UsageCommand.h"
+#include "power/BatteryCommand.h"
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -32,9 +34,10 @@ int main(int argc, char** argv) {
         return runUsageCommand(command.rest);
     case CommandLine::Mode::RenderStyles:
         return runRenderStylesCommand(command.rest);
-    case CommandLine::Mode::Battery:
-        std::fprintf(stderr, "lumenstat: %s is not part of this build yet\n", argv[1]);
-        return 2;
+    case CommandLine::Mode::Battery: {
+        QCoreApplication app(argc, argv);
+        return runBatteryCommand();
+    }
     case CommandLine::Mode::App:
         break;
     }
