@@ -68,9 +68,9 @@ def main():
         checks.expect(first.proc.poll() is None, "the first instance keeps running")
         checks.expect(name_owner(conn, NAME) == owner, "the name stays with the first instance")
 
-        # --monitor prints the first instance's ticks: its session time, not a fresh one.
+        # --monitor prints the first instance's ticks: its session time, not a fresh one
+        # (the first started sampling right after it took the name).
         time.sleep(4)
-        age = time.monotonic() - first.started
         follower = run(["--monitor", "--json", "--ticks", "3"], env)
         lines = [json.loads(line) for line in follower.stdout.splitlines()]
         checks.expect(follower.returncode == 0 and len(lines) == 3,
@@ -78,9 +78,8 @@ def main():
                       % (follower.returncode, len(lines)))
         if lines:
             start = seconds(lines[0]["time"])
-            checks.expect(start >= age - 4,
-                          "ticks come from the running sampler (time %s, instance age %.0f s)"
-                          % (lines[0]["time"], age))
+            checks.expect(start >= 3, "ticks come from the running sampler (time %s)"
+                          % lines[0]["time"])
             checks.expect([seconds(line["time"]) for line in lines]
                           == sorted(seconds(line["time"]) for line in lines),
                           "ticks arrive in order")
