@@ -5,12 +5,13 @@
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
 #include "power/PowerPercentageLogger.h"
+#include "power/PowerSourceChanges.h"
 #include "power/YYSystemBatteryReport.h"
 #include "system/CPUReader.h"
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
-//   battery              registerPowerSourceChanges, load/updateBatteryMenuBarItemIfNeed
+//   battery              load/updateBatteryMenuBarItemIfNeed
 //   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
 //                        storeAppDataUsageIfNeed, pauseTracking
@@ -30,6 +31,9 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     h.powerPercentageLoggerNeedsUpdate = [] { PowerPercentageLogger::shared().needsUpdate(); };
     h.powerPercentageLoggerGapTime = [] { return PowerPercentageLogger::getGapTime(); };
     h.logBatteryHealthIfNeed = [] { BatteryHealthLogger::shared().logBatteryHealthIfNeed(); };
+    h.registerPowerSourceChanges = [](std::function<void()> changed) {
+        PowerSourceChanges::shared().registerPowerSourceChanges(std::move(changed));
+    };
 
     if (role == AppRole::Tray) {
         // Status items and windows exist only in the tray app; the headless instance keeps
