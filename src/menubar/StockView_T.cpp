@@ -214,8 +214,7 @@ void StockView_T::paintPaths(QPainter& p, const QPainterPath& line,
     QPen pen(lineColor_, lineWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
     p.setPen(pen);
     p.setBrush(Qt::NoBrush);
-    p.setClipping(false); // the stroke is not clipped to the bounds
-    p.setClipPath(mask);
+    // The stroke is clipped only by the view's rounded mask, like the fill.
     p.drawPath(line);
     p.restore();
 }
