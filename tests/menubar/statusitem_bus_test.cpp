@@ -1,10 +1,10 @@
 // The status item on a private session bus, seen from a small tray host (sni_host.py):
 // registration, the wide pixmap at the style's width and scale, updates per tick, a live
 // style switch, the square rendering's label and tooltip, clicks and watcher restarts.
+#include "app/SettingValue.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
 #include "platform/linux/StatusNotifierItem.h"
-#include "settings/NotificationCenter.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
@@ -188,9 +188,8 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         controller.itemContainer()->networkActivityDidUpdate(tick(900, 70000));
         EXPECT_TRUE(host->waitFor("NewIcon"));
 
-        // The --set path: write the key, post the notification named by the key.
-        settings.setInteger(SettingsKey::NetMenuBoxType, 8);
-        NotificationCenter::defaultCenter().post(QString::fromLatin1(SettingsKey::NetMenuBoxType));
+        // What `lumenstat --set app.netMenu.boxType=8` does in the running instance.
+        SettingValue::apply(SettingsKey::NetMenuBoxType, SettingValue::Json(8));
         auto switched = host->waitFor(
             "NewIcon", 3000, [](const QJsonObject& o) { return firstPixmap(o).width() == 312; });
         EXPECT_TRUE(switched) << "LargeWithCPU: 156 points at 2x";
@@ -202,8 +201,7 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         EXPECT_EQ(clicked, QPoint(321, 7));
 
         // Square rendering: a square icon, the speeds in label and tooltip.
-        settings.setString(SettingsKey::TrayRendering, "square");
-        NotificationCenter::defaultCenter().post(QString::fromLatin1(SettingsKey::TrayRendering));
+        SettingValue::apply(SettingsKey::TrayRendering, SettingValue::Json("square"));
         controller.itemContainer()->networkActivityDidUpdate(tick(12, 2345));
         auto label = host->waitFor("XAyatanaNewLabel", 3000, [](const QJsonObject& o) {
             return o.value("label").toString().contains("2.29 MB/s");
