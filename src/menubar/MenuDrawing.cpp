@@ -130,6 +130,11 @@ void MenuLabel::paint(QPainter& p, const QColor& colour) const {
     p.save();
     p.setRenderHint(QPainter::TextAntialiasing, true);
     p.setPen(colour);
+    if (maxWidth > 0 && box.width() > maxWidth) {
+        p.translate(box.left(), 0);
+        p.scale(maxWidth / box.width(), 1.0);
+        p.translate(-box.left(), 0);
+    }
     for (const TextRun& r : runs) {
         p.setFont(r.font);
         p.drawText(QPointF(x, baseline), r.text);

@@ -44,6 +44,9 @@ public:
     QPointF origin; // the anchor point in the style's coordinates
     Anchor anchor = Anchor::TopLeft;
     qreal boxWidth = 0; // Center: the width the text is centred in (0: none)
+    // Wider text is drawn narrowed to this width (0: no limit). Linux system faces run
+    // wider than the narrow faces these layouts were made for.
+    qreal maxWidth = 0;
     bool hidden = false;
 
     void setText(const QString& text, const QFont& font) { runs = {TextRun{text, font}}; }

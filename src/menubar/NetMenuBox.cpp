@@ -192,6 +192,7 @@ Compact::Compact() {
     bottomLabel.setText(QStringLiteral("0 KB"), font);
     bottomLabel.anchor = MenuLabel::Anchor::BottomLeft;
     bottomLabel.origin = QPointF(14, kMenuBarHeight - 1);
+    topLabel.maxWidth = bottomLabel.maxWidth = defaultWidth() - 14 - 1;
 }
 
 QString Compact::speedText(uint64_t kb) {
@@ -331,6 +332,7 @@ Solo::Solo() {
     bottomLabel.setText(kKBs, MenuDrawing::systemFont(7, QFont::Bold));
     bottomLabel.anchor = MenuLabel::Anchor::BottomLeft;
     bottomLabel.origin = QPointF(2, kMenuBarHeight);
+    topLabel.maxWidth = bottomLabel.maxWidth = defaultWidth() - 2 - 1;
     NotificationCenter::defaultCenter().addObserver(
         this, SettingsNotification::PreferredTrafficTypeChanged,
         [this](const Notification&) { trafficType = preferredTrafficType(); });

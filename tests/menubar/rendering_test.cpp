@@ -112,6 +112,16 @@ TEST_F(RenderingTest, WideOfflineHidesArrowsOnTheLeftEdge) {
     EXPECT_EQ(opaquePixels(offline), 0);
 }
 
+TEST_F(RenderingTest, NarrowStylesKeepLongSpeedsInsideTheirWidth) {
+    for (BoxType type : {BoxType::compact, BoxType::solo}) {
+        const QImage image = renderStyle(static_cast<int>(type), 8888, 2345, 2);
+        // The two rightmost pixel columns stay empty: nothing is cut off at the edge.
+        EXPECT_EQ(opaquePixels(image.copy(image.width() - 2, 0, 2, image.height())), 0)
+            << static_cast<int>(type);
+        EXPECT_GT(opaquePixels(image), 100);
+    }
+}
+
 TEST_F(RenderingTest, RenderCommandWritesTwoScalesPerStyleAndASheet) {
     TempDir dir;
     ASSERT_EQ(runRenderStylesCommand({dir.path(), "--sent", "5", "--received", "2048"}), 0);
