@@ -15,7 +15,9 @@ namespace {
 
 struct NullObserver : ActivityObserver {
     uint64_t sum = 0;
-    void networkActivityDidUpdate(const ActivityRecord& r) override { sum += r->paceActivities.down; }
+    void networkActivityDidUpdate(const ActivityRecord& r) override {
+        sum += r->paceActivities.down;
+    }
 };
 
 struct NoWiFi : WiFiSource {
@@ -59,7 +61,7 @@ void BM_Tick(benchmark::State& state) {
 }
 BENCHMARK(BM_Tick)->MeasureProcessCPUTime();
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);

@@ -48,7 +48,7 @@ SettingsDomain::~SettingsDomain() {
         std::lock_guard lock(mutex_);
         stopping_ = true;
     }
-    wake_.notify_all();
+    wake_.notify_all(); // wakes the writer whether idle or waiting out the delay
     if (writer_.joinable())
         writer_.join();
     flush();
@@ -273,13 +273,18 @@ void SettingsDomain::markDirty() {
         return;
     if (!writer_.joinable())
         writer_ = std::thread([this] { writerLoop(); });
-    wake_.notify_all();
+    // Only an idle writer needs waking; one that is already waiting out the delay will
+    // pick this change up with the others.
+    if (writerIdle_)
+        wake_.notify_all();
 }
 
 void SettingsDomain::writerLoop() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
+        writerIdle_ = true;
         wake_.wait(lock, [this] { return stopping_ || generation_ != savedGeneration_; });
+        writerIdle_ = false;
         if (stopping_)
             break;
         // Debounce: collect the changes of the next few seconds into one write.
@@ -328,11 +333,6 @@ bool SettingsDomain::writeDocument(const Json& doc) {
     if (!ok || ::rename(tmpName.constData(), finalName.constData()) != 0) {
         ::unlink(tmpName.constData());
         return false;
-    }
-    const int dirFd = ::open(QFile::encodeName(info.path()).constData(), O_RDONLY | O_DIRECTORY);
-    if (dirFd >= 0) {
-        ::fsync(dirFd);
-        ::close(dirFd);
     }
     return true;
 }

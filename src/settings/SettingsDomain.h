@@ -16,7 +16,7 @@
 // One typed key-value domain kept as a JSON document on disk.
 //
 // Reads and writes work on the in-memory document and are visible to every thread at
-// once. Changes reach the disk from a background writer a couple of seconds after the
+// once. Changes reach the disk from a background writer a few seconds after the
 // first unsaved change, on flush() and when the domain is destroyed. Files are replaced
 // atomically (temporary file, fsync, rename) with mode 0600. A file that cannot be parsed
 // is moved aside (never deleted) and the domain starts empty.
@@ -76,7 +76,8 @@ public:
     bool flush();
     // Re-reads the file, dropping unsaved changes.
     void reload();
-    // How long the writer waits after the first unsaved change (default 2000 ms).
+    // How long the writer waits after the first unsaved change (default 5000 ms). The
+    // sampler changes the totals every second, so this bounds the disk writes.
     void setWriteDelay(int milliseconds);
 
 private:
@@ -91,9 +92,10 @@ private:
     QString movedAside_;
     uint64_t generation_ = 0;      // bumped by every change
     uint64_t savedGeneration_ = 0; // generation last written
-    int writeDelayMs_ = 2000;
+    int writeDelayMs_ = 5000;
     std::mutex writeMutex_; // one writer of the file at a time
     std::condition_variable wake_;
     bool stopping_ = false;
+    bool writerIdle_ = true; // the writer waits for a first change, not for the delay
     std::thread writer_;
 };

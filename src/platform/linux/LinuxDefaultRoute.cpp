@@ -98,7 +98,8 @@ std::optional<std::string> LinuxDefaultRoute::defaultRouteInterface() {
     DefaultRoute v4;
     DefaultRoute v6;
     const bool ok4 = dumpDefaultRoutes(AF_INET, v4);
-    const bool ok6 = dumpDefaultRoutes(AF_INET6, v6);
+    // An IPv6-only default route counts too; skip the second dump when IPv4 has one.
+    const bool ok6 = ok4 && v4.found ? true : dumpDefaultRoutes(AF_INET6, v6);
     if (!ok4 && !ok6)
         return std::nullopt;
     const DefaultRoute& best = v4.found ? v4 : v6;
@@ -116,12 +117,70 @@ bool LinuxDefaultRoute::isWWANInterface(const std::string& name) {
         return true;
     if (name.empty() || name.find('/') != std::string::npos)
         return false;
+    // The device type of a link does not change while it exists; remember the answer for
+    // the link's name so the one-second tick reads sysfs once per link, not every time.
+    static thread_local std::string lastName;
+    static thread_local bool lastAnswer = false;
+    if (name == lastName)
+        return lastAnswer;
     const auto uevent = PlatformPaths::readSmallFile(PlatformPaths::sysfsRoot() + "/class/net/" +
                                                      QString::fromStdString(name) + "/uevent");
-    return uevent && uevent->contains("DEVTYPE=wwan");
+    lastName = name;
+    lastAnswer = uevent && uevent->contains("DEVTYPE=wwan");
+    return lastAnswer;
+}
+
+LinuxDefaultRoute::~LinuxDefaultRoute() {
+    if (eventSocket_ >= 0)
+        ::close(eventSocket_);
+}
+
+bool LinuxDefaultRoute::changesPending() {
+    if (!subscribed_) {
+        subscribed_ = true;
+        eventSocket_ = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
+        if (eventSocket_ >= 0) {
+            sockaddr_nl local{};
+            local.nl_family = AF_NETLINK;
+            local.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR |
+                              RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
+            if (::bind(eventSocket_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
+                ::close(eventSocket_);
+                eventSocket_ = -1;
+            }
+        }
+        return true;
+    }
+    if (eventSocket_ < 0)
+        return true; // no subscription: read every time
+    bool pending = false;
+    alignas(nlmsghdr) char buf[8192];
+    for (;;) {
+        const ssize_t n = ::recv(eventSocket_, buf, sizeof buf, 0);
+        if (n > 0) {
+            pending = true;
+            continue;
+        }
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && errno == ENOBUFS)
+            pending = true; // events were dropped: re-read to be safe
+        break;
+    }
+    return pending;
 }
 
 std::optional<uint32_t> LinuxDefaultRoute::reachabilityFlags() {
+    // Re-read when the kernel said something changed, and once a minute regardless.
+    if (changesPending() || !haveCache_ || ++readsSinceRefresh_ >= 60) {
+        cached_ = readFlags();
+        haveCache_ = true;
+        readsSinceRefresh_ = 0;
+    }
+    return cached_;
+}
+
+std::optional<uint32_t> LinuxDefaultRoute::readFlags() {
     const auto iface = defaultRouteInterface();
     if (!iface)
         return std::nullopt;
