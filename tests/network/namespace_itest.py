@@ -110,7 +110,7 @@ def main():
         # A fresh link has moved less than 1 KB, and a counter that reads 0 KB keeps every tick a
         # first sample; move a little both ways so the first tick has a baseline.
         transfer("10.231.1.2", 16 * 1024, 16 * 1024)
-        mon = subprocess.Popen(["ip", "netns", "exec", NS_A, BIN, "--monitor", "--json", "--ticks", "40"],
+        mon = subprocess.Popen(["ip", "netns", "exec", NS_A, BIN, "--monitor", "--json", "--ticks", "60"],
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=env)
         first = json.loads(mon.stdout.readline())
         assert first["netMode"] == 1, f"default route over eth0 should read as the local-link kind: {first}"
@@ -140,6 +140,14 @@ def main():
         assert totals["up"] < (COUNTED_BYTES_OUT + UNCOUNTED_BYTES) / 1024 * 0.9, "the uncounted link was counted"
         _, vx_tx = counters("vx0")
         assert vx_tx >= UNCOUNTED_BYTES, "traffic did cross the uncounted link"
+        # The route is watched: dropping the default route reads as offline within a tick or
+        # two, and restoring it brings the local-link kind back.
+        sh("ip", "-n", NS_A, "route", "del", "default")
+        modes = [json.loads(mon.stdout.readline())["netMode"] for _ in range(3)]
+        assert modes[-1] == 0, f"no default route must read as offline: {modes}"
+        sh("ip", "-n", NS_A, "route", "add", "default", "via", "10.231.1.2")
+        modes = [json.loads(mon.stdout.readline())["netMode"] for _ in range(3)]
+        assert modes[-1] == 1, f"restored route must read as the local-link kind: {modes}"
         mon.terminate()
         mon.wait(timeout=10)
         stored = json.load(open(os.path.join(cfg, "lumenstat", "group.json")))
