@@ -38,6 +38,10 @@ QDateTime day(int y, int m, int d, int hour = 12) {
     return QDateTime(QDate(y, m, d), QTime(hour, 0));
 }
 
+Json entry(const char* date, int cycle, int full, int max) {
+    return Json{{"date", date}, {"cycle", cycle}, {"fullCapacity", full}, {"maxCapacity", max}};
+}
+
 std::vector<int64_t> capacities(const BatteryHealthLogger& log) {
     std::vector<int64_t> out;
     for (const auto& item : log.items())
@@ -78,10 +82,7 @@ TEST(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
     // The stored form is the list, and a new logger reads it back.
     const Json stored = *group.array(SettingsKey::BatteryHealthData);
     ASSERT_EQ(stored.size(), 2u);
-    EXPECT_EQ(
-        stored[1],
-        (Json{
-            {"date", "2025-03-02"}, {"cycle", 12}, {"fullCapacity", 3790}, {"maxCapacity", 4400}}));
+    EXPECT_EQ(stored[1], entry("2025-03-02", 12, 3790, 4400));
     BatteryHealthLogger again(&group, [&] { return now; });
     EXPECT_EQ(again.items(), log.items());
 }
@@ -91,12 +92,7 @@ TEST(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
     SettingsDomain group(dir.file("group.json"));
     group.setValue(
         SettingsKey::BatteryHealthData,
-        Json::array(
-            {{{"date", "2025-03-05"}, {"cycle", 1}, {"fullCapacity", 3000}, {"maxCapacity", 4000}},
-             {{"date", "2025-03-06"},
-              {"cycle", 2},
-              {"fullCapacity", 3000},
-              {"maxCapacity", 4000}}}));
+        Json::array({entry("2025-03-05", 1, 3000, 4000), entry("2025-03-06", 2, 3000, 4000)}));
     BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
     ReportFixture r;
     r.set(3, 3500, 4000);
@@ -149,17 +145,15 @@ TEST(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
              {{"date", "2025-01-02"}, {"cycle", 7}, {"fullCapacity", 1}},
              {{"date", 20250103}, {"cycle", 7}, {"fullCapacity", 1}, {"maxCapacity", 2}},
              {{"date", "2025-01-04"}, {"cycle", 7}, {"fullCapacity", 1.5}, {"maxCapacity", 2}},
-             {{"date", "2025-01-05"}, {"cycle", 8}, {"fullCapacity", 3}, {"maxCapacity", 4}}}));
+             entry("2025-01-05", 8, 3, 4)}));
     BatteryHealthLogger log(&group);
     ASSERT_EQ(log.items().size(), 1u);
     EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-01-05", 8, 3, 4}));
 
-    group.setValue(SettingsKey::BatteryHealthData, Json::array({Json::object({{"date", "x"}}), 5}));
-    BatteryHealthLogger notDictionaries(&group);
-    EXPECT_TRUE(notDictionaries.items().empty());
-    group.setValue(SettingsKey::BatteryHealthData, "2025-01-05");
-    BatteryHealthLogger notAnArray(&group);
-    EXPECT_TRUE(notAnArray.items().empty());
+    for (const Json& bad : {Json::array({Json::object({{"date", "x"}}), 5}), Json("2025-01-05")}) {
+        group.setValue(SettingsKey::BatteryHealthData, bad);
+        EXPECT_TRUE(BatteryHealthLogger(&group).items().empty()) << bad.dump();
+    }
 }
 
 // --- percentage log --------------------------------------------------------------------------
@@ -195,6 +189,18 @@ double timeOf(const Json& p) {
     return p["Time"].get<double>();
 }
 
+Json point(bool fake, int cap, bool charging, double time) {
+    return Json{{"Fake", fake}, {"Cap", cap}, {"Charging", charging}, {"Time", time}};
+}
+
+// `count` real points at 50 % ten minutes apart, the last one ten minutes before `now`.
+Json storedWeek(int count, double now) {
+    Json stored = Json::array();
+    for (int k = count; k >= 1; --k)
+        stored.push_back(point(false, 50, false, now - k * 600.0));
+    return stored;
+}
+
 } // namespace
 
 TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
@@ -217,8 +223,7 @@ TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
     // Ten minutes after the seed's last point a real reading is due.
     log->needsUpdate();
     ASSERT_EQ(log->dataset().size(), 1009u);
-    EXPECT_EQ(log->dataset().back(),
-              (Json{{"Fake", false}, {"Cap", 67}, {"Charging", true}, {"Time", f.now}}));
+    EXPECT_EQ(log->dataset().back(), point(false, 67, true, f.now));
     EXPECT_EQ(f.posts, 1);
     // The group copy keeps the newest week only.
     const Json saved = *f.group.array(SettingsKey::BatteryRawData);
@@ -245,10 +250,8 @@ TEST(PowerPercentageLog, TimingRules) {
     f.r.set(5, 4000, 4500, 40, false);
     log->needsUpdate();
     ASSERT_EQ(log->dataset().size(), 1011u);
-    EXPECT_EQ(log->dataset()[1009],
-              (Json{{"Fake", true}, {"Cap", 67}, {"Charging", false}, {"Time", last + 600}}));
-    EXPECT_EQ(log->dataset()[1010],
-              (Json{{"Fake", true}, {"Cap", 67}, {"Charging", false}, {"Time", last + 1200}}));
+    EXPECT_EQ(log->dataset()[1009], point(true, 67, false, last + 600));
+    EXPECT_EQ(log->dataset()[1010], point(true, 67, false, last + 1200));
     EXPECT_EQ(f.posts, 2);
 
     // The next due call (300 s after the last placeholder is early, 590 s is due).
@@ -302,14 +305,11 @@ TEST(PowerPercentageLog, NoReadingWithoutALoadedReport) {
 
 TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
     PercentageFixture f;
-    Json stored = Json::array();
-    for (int k = 1007; k >= 1; --k)
-        stored.push_back(
-            Json{{"Fake", false}, {"Cap", 50}, {"Charging", false}, {"Time", f.now - k * 600.0}});
+    Json stored = storedWeek(1007, f.now);
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     EXPECT_EQ(f.make()->dataset().back()["Cap"], 100); // 1007 points: reseeded
 
-    stored.push_back(Json{{"Fake", false}, {"Cap", 51}, {"Charging", false}, {"Time", f.now}});
+    stored.push_back(point(false, 51, false, f.now));
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     auto exact = f.make();
     EXPECT_EQ(exact->dataset().back()["Cap"], 51); // exactly 1008: taken
@@ -321,10 +321,7 @@ TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
 
 TEST(PowerPercentageLog, LastPointWithoutATimeResetsQuietly) {
     PercentageFixture f;
-    Json stored = Json::array();
-    for (int k = 1008; k >= 1; --k)
-        stored.push_back(
-            Json{{"Fake", false}, {"Cap", 50}, {"Charging", false}, {"Time", f.now - k * 600.0}});
+    Json stored = storedWeek(1008, f.now);
     stored.back()["Time"] = 1699999400; // an integer, not a double
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     auto log = f.make();
@@ -342,8 +339,4 @@ TEST(PowerPercentageLog, LastPointWithoutATimeResetsQuietly) {
     other->needsUpdate();
     ASSERT_EQ(other->dataset().size(), 1011u);
     EXPECT_EQ(other->dataset().back()["Cap"], 100);
-}
-
-TEST(PowerPercentageLog, GapTimeIsTenMinutes) {
-    EXPECT_EQ(PowerPercentageLogger::getGapTime(), 600.0);
 }

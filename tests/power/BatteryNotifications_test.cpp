@@ -39,7 +39,7 @@ struct Harness {
         [this] { return dark; }, [this] { return levels; }};
 
     // Feeds each percentage in turn and returns the titles posted along the way.
-    QStringList walk(std::initializer_list<int> percentages) {
+    QStringList walk(const std::vector<int>& percentages) {
         QStringList titles;
         for (int p : percentages) {
             const size_t before = posted.size();
@@ -57,90 +57,62 @@ QString L(const char* key) {
     return Language::getLocalizedString(QString::fromLatin1(key));
 }
 
-const QString k10 = L("battery.notification.10%Remaining");
-const QString k20 = L("battery.notification.20%Remaining");
-const QString k40 = L("battery.notification.40%Remaining");
-const QString k50 = L("battery.notification.50%Remaining");
-const QString kFull = L("battery.notification.fullCharged");
+const QString k10 = L("battery.notification.10%Remaining"),
+              k20 = L("battery.notification.20%Remaining"),
+              k40 = L("battery.notification.40%Remaining"),
+              k50 = L("battery.notification.50%Remaining"),
+              kFull = L("battery.notification.fullCharged");
 
 } // namespace
 
-TEST(BatteryNotificationDecisions, DescentFromFiftyFive) {
-    Harness h;
-    h.levels = {"10", "20", "30", "40", "50"};
-    EXPECT_EQ(h.walk({55}), QStringList());
-    EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 55);
-    EXPECT_FALSE(h.dispatcher.percentage50ReadyToPost()); // the first call arms nothing
-    EXPECT_EQ(h.walk({54}), QStringList());
-    EXPECT_TRUE(h.dispatcher.percentage10ReadyToPost());
-    EXPECT_TRUE(h.dispatcher.percentage50ReadyToPost());
-    EXPECT_EQ(h.walk({50, 49, 48, 45, 42, 41}), QStringList{"50:" + k50});
-    EXPECT_EQ(h.walk({40, 39}), QStringList{"40:" + k40});
-    // 39 -> 21 skips 30 and fires it at 21; the levels are not armed again on the way down.
-    EXPECT_EQ(
-        h.walk({21, 20, 15, 10, 5}),
-        (QStringList{"21:" + L("battery.notification.30%Remaining"), "20:" + k20, "10:" + k10}));
+TEST(BatteryNotificationDecisions, Walks) {
+    const QString k30 = L("battery.notification.30%Remaining");
+    const QStringList all = {"10", "20", "30", "40", "50"};
+    struct Row {
+        QStringList levels;
+        std::vector<int> walk;
+        QStringList expected;
+    };
+    const Row rows[] = {
+        // 39 -> 21 skips 30 and fires it at 21; levels are not armed again on the way down.
+        {all,
+         {55, 54, 50, 49, 48, 45, 42, 41, 40, 39, 21, 20, 15, 10, 5},
+         {"50:" + k50, "40:" + k40, "21:" + k30, "20:" + k20, "10:" + k10}},
+        // A jump from 39 straight to 25 fires the 30 % notification once.
+        {all, {60, 39, 25, 24}, {"25:" + k30}},
+        // A rise above a level re-arms it; 50 -> 50 is no change.
+        {{"50"}, {60, 55, 50, 51, 50, 50}, {"50:" + k50, "50:" + k50}},
+        // The cascade moves up to the chosen armed level...
+        {{"20"}, {30, 25, 9}, {"9:" + k20}},
+        // ...but only looks upwards from the entry level: at 35 the 20 % level is not tested.
+        {{"20"}, {60, 59, 35}, {}},
+        {{"40"}, {70, 60, 41, 40}, {"40:" + k40}},
+        // Without 40 chosen, 41 already enters at the 50 % level.
+        {{"10", "20", "30", "50"}, {70, 60, 41, 40}, {"41:" + k50}},
+        // Full charge: the guard is the cached value, so a fall and return posts again.
+        {{"100"}, {98, 99, 100, 100, 97, 100}, {"100:" + kFull, "100:" + kFull}},
+        {{"100"}, {100}, {}},
+        {{"10", "50"}, {98, 99, 100}, {}},
+        {{}, {80, 70, 50, 40, 30, 20, 10, 5, 100}, {}},
+    };
+    for (const Row& row : rows) {
+        Harness h;
+        h.levels = row.levels;
+        EXPECT_EQ(h.walk(row.walk), row.expected) << row.levels.join(',').toStdString();
+    }
 }
 
-TEST(BatteryNotificationDecisions, SkippedLevelsStillFireOnce) {
-    Harness h;
-    h.levels = {"10", "20", "30", "40", "50"};
-    // A jump from 39 straight to 25 fires the 30 % notification once.
-    EXPECT_EQ(h.walk({60, 39, 25, 24}),
-              QStringList{"25:" + L("battery.notification.30%Remaining")});
-}
-
-TEST(BatteryNotificationDecisions, RiseAboveALevelReArmsIt) {
-    Harness h;
-    h.levels = {"50"};
-    EXPECT_EQ(h.walk({60, 55, 50, 51, 50}), (QStringList{"50:" + k50, "50:" + k50}));
-    // 50 -> 50 is no change and posts nothing.
-    EXPECT_EQ(h.walk({50}), QStringList());
-}
-
-TEST(BatteryNotificationDecisions, CascadeMovesUpToTheChosenArmedLevel) {
+TEST(BatteryNotificationDecisions, Arming) {
     Harness h;
     h.levels = {"20"};
-    EXPECT_EQ(h.walk({30, 25, 9}), QStringList{"9:" + k20});
+    h.walk({55});
+    EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 55);
+    EXPECT_FALSE(h.dispatcher.percentage50ReadyToPost()); // the first call arms nothing
+    h.walk({54});
+    EXPECT_TRUE(h.dispatcher.percentage10ReadyToPost());
+    EXPECT_TRUE(h.dispatcher.percentage50ReadyToPost()); // armed even when not chosen
+    h.walk({9});
     EXPECT_FALSE(h.dispatcher.percentage20ReadyToPost());
-    // The cascade only looks upwards from the entry level: at 35 the 20 % level is not tested.
-    Harness g;
-    g.levels = {"20"};
-    EXPECT_EQ(g.walk({60, 59, 35}), QStringList());
-}
-
-TEST(BatteryNotificationDecisions, FortyIsHonouredWhenStored) {
-    Harness h;
-    h.levels = {"40"};
-    EXPECT_EQ(h.walk({70, 60, 41, 40}), QStringList{"40:" + k40});
-    Harness g;
-    g.levels = {"10", "20", "30", "50"};
-    // Without 40 chosen, 41 already enters at the 50 % level.
-    EXPECT_EQ(g.walk({70, 60, 41, 40}), QStringList{"41:" + k50});
-}
-
-TEST(BatteryNotificationDecisions, FullCharge) {
-    Harness h;
-    h.levels = {"100"};
-    EXPECT_EQ(h.walk({98, 99, 100}), QStringList{"100:" + kFull});
-    EXPECT_EQ(h.walk({100}), QStringList());
-    // A fall from 100 and back posts again: the guard is the cached value.
-    EXPECT_EQ(h.walk({97, 100}), QStringList{"100:" + kFull});
-
-    Harness start;
-    start.levels = {"100"};
-    EXPECT_EQ(start.walk({100}), QStringList());
-
-    Harness unchosen;
-    unchosen.levels = {"10", "50"};
-    EXPECT_EQ(unchosen.walk({98, 99, 100}), QStringList());
-}
-
-TEST(BatteryNotificationDecisions, NoChosenLevelsPostsNothing) {
-    Harness h;
-    EXPECT_EQ(h.walk({80, 70, 50, 40, 30, 20, 10, 5, 100}), QStringList());
-    // The flags are armed all the same.
-    EXPECT_TRUE(h.dispatcher.percentage50ReadyToPost());
 }
 
 TEST(BatteryNotificationDecisions, ResetOnlyArms) {
@@ -171,37 +143,25 @@ TEST(BatteryNotificationDecisions, ImageFollowsTheAppearance) {
 TEST(BatteryNotificationDecisions, SubtitleFromTheReport) {
     auto fake = std::make_shared<FakePowerSources>();
     fake->registry = QVariantMap{};
-    fake->snap->descriptions = {FakePowerSources::battery(60, 100, "Battery Power", false)};
-    fake->snap->timeRemainingEstimate = 30;
     YYSystemBatteryReport report(fake, [] { return true; });
-    ASSERT_TRUE(report.loadReports());
-
-    Harness h;
-    h.levels = {"50"};
-    h.dispatcher.postBatteryUserNotificationIfNeed(true, &report); // records 60
-    fake->snap->descriptions = {FakePowerSources::battery(55, 100, "Battery Power", false)};
-    report.loadReports();
-    h.dispatcher.postBatteryUserNotificationIfNeed(true, &report);
-    fake->snap->descriptions = {FakePowerSources::battery(50, 100, "Battery Power", false)};
-    report.loadReports();
-    h.dispatcher.postBatteryUserNotificationIfNeed(true, &report);
-    ASSERT_EQ(h.posted.size(), 1u);
-    // The body goes in as raw text, not through the lookup.
-    EXPECT_EQ(h.posted[0].subtitle,
-              L("battery.notification.timeRemaining") + ": battery.powerSourceState.calculating");
-
-    for (double unknown : {-1.0, -2.0}) {
-        Harness g;
-        g.levels = {"50"};
-        fake->snap->timeRemainingEstimate = unknown;
+    // Walks 60, 55, 50 through the report and returns what was posted.
+    auto walk = [&](double estimate, const char* state) {
+        Harness h;
+        h.levels = {"50"};
+        fake->snap->timeRemainingEstimate = estimate;
         for (int p : {60, 55, 50}) {
-            fake->snap->descriptions = {FakePowerSources::battery(p, 100, "AC Power", false)};
-            report.loadReports();
-            g.dispatcher.postBatteryUserNotificationIfNeed(true, &report);
+            fake->snap->descriptions = {FakePowerSources::battery(p, 100, state, false)};
+            EXPECT_TRUE(report.loadReports());
+            h.dispatcher.postBatteryUserNotificationIfNeed(true, &report);
         }
-        ASSERT_EQ(g.posted.size(), 1u);
-        EXPECT_FALSE(g.posted[0].subtitle.has_value());
-    }
+        EXPECT_EQ(h.posted.size(), 1u);
+        return h.posted.empty() ? std::optional<QString>() : h.posted[0].subtitle;
+    };
+    // The body goes in as raw text, not through the lookup.
+    EXPECT_EQ(walk(30, "Battery Power"),
+              L("battery.notification.timeRemaining") + ": battery.powerSourceState.calculating");
+    for (double unknown : {-1.0, -2.0})
+        EXPECT_FALSE(walk(unknown, "AC Power").has_value());
 }
 
 TEST(BatteryNotificationDecisions, NothingWithoutBatteryOrReport) {
@@ -236,9 +196,7 @@ TEST(BatteryNotificationImagesTest, PicturesPerLevelAndAppearance) {
     EXPECT_EQ(seen.size(), 12); // every picture differs
     EXPECT_TRUE(BatteryNotificationImages::image("battery_60_dark").isNull());
     EXPECT_TRUE(BatteryNotificationImages::image("battery_50_dim").isNull());
-    const QImage blank = BatteryNotificationImages::canvas("bolt");
-    EXPECT_EQ(blank.size(), QSize(192, 192));
-    EXPECT_EQ(qAlpha(blank.pixel(96, 96)), 0);
+    EXPECT_EQ(qAlpha(BatteryNotificationImages::canvas("bolt").pixel(96, 96)), 0);
 }
 
 // --- delivery to a notification daemon on a private bus -----------------------------------
@@ -365,12 +323,8 @@ TEST(BatteryNotificationDelivery, NotifyReachesTheDaemonWithTheImage) {
         image.beginStructure();
         image >> width >> height >> stride >> alpha >> bits >> channels >> data;
         image.endStructure();
-        EXPECT_EQ(width, 192);
-        EXPECT_EQ(height, 192);
-        EXPECT_EQ(stride, 192 * 4);
-        EXPECT_TRUE(alpha);
-        EXPECT_EQ(bits, 8);
-        EXPECT_EQ(channels, 4);
+        EXPECT_EQ(QSize(width, height), QSize(192, 192));
+        EXPECT_TRUE(alpha && bits == 8 && channels == 4 && stride == 192 * 4);
         EXPECT_EQ(data.size(), 192 * 192 * 4);
     }
     calls.endArray();

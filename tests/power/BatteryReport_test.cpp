@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 
 namespace {
@@ -39,6 +38,15 @@ std::unique_ptr<YYSystemBatteryReport> reportOver(std::shared_ptr<FakePowerSourc
         fake, [present] { return present; }, [] { return kNow; });
 }
 
+// A fake with one present battery at `percentage` and an empty registry.
+std::shared_ptr<FakePowerSources> onBattery(int percentage, double estimate = -1) {
+    auto fake = std::make_shared<FakePowerSources>();
+    fake->registry = QVariantMap{};
+    fake->snap->descriptions = {FakePowerSources::battery(percentage, 100, "Battery Power", false)};
+    fake->snap->timeRemainingEstimate = estimate;
+    return fake;
+}
+
 } // namespace
 
 // --- fixture trees read through the report ---------------------------------------------
@@ -57,51 +65,49 @@ TEST(BatteryReportFixtures, ChargeBasedLaptopOnBattery) {
     EXPECT_DOUBLE_EQ(*r.temperature(), 30.1);
     EXPECT_NEAR(*r.health(), 86.99, 0.01);
     EXPECT_EQ(r.cycleCount(), 123u);
-    EXPECT_EQ(r.manufacturer(), "SMP");
-    EXPECT_EQ(r.model(), "5B10W13975");
     EXPECT_EQ(r.serial(), "1234");
     EXPECT_EQ(r.manufactureDate().date(), QDate(2025, 3, 15));
     EXPECT_EQ(r.age(), 10);
-    EXPECT_TRUE(r.presented());
-    EXPECT_FALSE(r.changring());
-    EXPECT_FALSE(r.connectedAC());
-    EXPECT_FALSE(r.fulled());
-    EXPECT_EQ(r.batteryStatus(), 0);
-    EXPECT_EQ(r.iops_battery_percentage(), 50);
     EXPECT_TRUE(r.iops_power_source_is_battery());
     EXPECT_EQ(r.iops_healthCondition(), "Good");
     // 1906 mAh x 12 V left at 18 W: 4574 s.
     EXPECT_NEAR(r.iops_timeRemainingEstimate(), 4574.4, 0.01);
-    EXPECT_EQ(r.iops_timeRemainingTitle(), "battery.powerSourceState.timeRemaining");
-    EXPECT_EQ(r.iops_timeRemainingBody(), "01:16");
 }
 
-TEST(BatteryReportFixtures, ChargeBasedLaptopCharging) {
-    auto f = loadFixture("laptop_charging");
-    const auto& r = *f.report;
-    ASSERT_TRUE(r.successedLoadBatteryReport());
-    EXPECT_TRUE(r.changring());
-    EXPECT_TRUE(r.connectedAC());
-    EXPECT_EQ(r.amperage(), 1906);
-    EXPECT_EQ(r.batteryStatus(), 1);
-    EXPECT_FALSE(r.iops_power_source_is_battery());
-    EXPECT_DOUBLE_EQ(r.iops_timeRemainingEstimate(), -2.0);
-    // The missing 1906 mAh at a 1906 mA charging current: one hour.
-    EXPECT_EQ(r.iops_timeRemainingTitle(), "battery.powerSourceState.untilFull");
-    EXPECT_EQ(r.iops_timeRemainingBody(), "01:00");
-}
-
-TEST(BatteryReportFixtures, ChargeBasedLaptopFullOnAC) {
-    auto f = loadFixture("laptop_full");
-    const auto& r = *f.report;
-    ASSERT_TRUE(r.successedLoadBatteryReport());
-    EXPECT_TRUE(r.fulled());
-    EXPECT_FALSE(r.changring());
-    EXPECT_EQ(r.batteryStatus(), 2);
-    EXPECT_EQ(r.iops_battery_percentage(), 100);
-    EXPECT_EQ(r.currentCapacity(), 3812);
-    EXPECT_EQ(r.iops_timeRemainingTitle(), "battery.powerSourceState.connectedAC");
-    EXPECT_EQ(r.iops_timeRemainingBody(), "battery.powerSourceState.full");
+TEST(BatteryReportFixtures, StateAndTimeTextPerFixture) {
+    struct Row {
+        const char* fixture;
+        int status;
+        int percentage;
+        const char* title;
+        const char* body;
+    };
+    const Row rows[] = {
+        {"laptop_discharging", 0, 50, "timeRemaining", "01:16"},
+        // The missing 1906 mAh at a 1906 mA charging current: one hour.
+        {"laptop_charging", 1, 50, "untilFull", "01:00"},
+        {"laptop_full", 2, 100, "connectedAC", "battery.powerSourceState.full"},
+        // 25.65 Wh at 9 W; percentage from energy_now / energy_full without a capacity file.
+        {"energy_battery", 0, 50, "timeRemaining", "02:51"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.fixture);
+        auto f = loadFixture(row.fixture);
+        const auto& r = *f.report;
+        ASSERT_TRUE(r.successedLoadBatteryReport());
+        EXPECT_EQ(r.batteryStatus(), row.status);
+        EXPECT_EQ(r.changring(), row.status == 1);
+        EXPECT_EQ(r.fulled(), row.status == 2);
+        EXPECT_EQ(r.connectedAC(), row.status != 0);
+        EXPECT_EQ(r.iops_battery_percentage(), row.percentage);
+        EXPECT_EQ(r.iops_timeRemainingTitle(),
+                  QStringLiteral("battery.powerSourceState.") + row.title);
+        EXPECT_EQ(r.iops_timeRemainingBody(), row.body);
+    }
+    auto charging = loadFixture("laptop_charging");
+    EXPECT_EQ(charging.report->amperage(), 1906);
+    EXPECT_DOUBLE_EQ(charging.report->iops_timeRemainingEstimate(), -2.0);
+    EXPECT_EQ(loadFixture("laptop_full").report->currentCapacity(), 3812);
 }
 
 TEST(BatteryReportFixtures, EnergyBasedBatteryIsConvertedWithTheDesignVoltage) {
@@ -116,36 +122,28 @@ TEST(BatteryReportFixtures, EnergyBasedBatteryIsConvertedWithTheDesignVoltage) {
     // 9 W at 11.8 V.
     EXPECT_EQ(r.amperage(), -762);
     EXPECT_EQ(r.voltage(), 11800);
-    // Percentage from energy_now / energy_full when the kernel gives no capacity.
-    EXPECT_EQ(r.iops_battery_percentage(), 50);
-    // 25.65 Wh at 9 W: 2 h 51 min.
-    EXPECT_EQ(r.iops_timeRemainingBody(), "02:51");
     // No manufacture date in the tree: year 1980, month 0, day 0 as a calendar settles it.
     EXPECT_EQ(r.manufactureDate().date(), QDate(1979, 11, 30));
 }
 
-TEST(BatteryReportFixtures, DesktopWithOnlyMainsHasNoBattery) {
-    auto f = loadFixture("desktop_mains");
-    EXPECT_FALSE(f.present);
-    EXPECT_FALSE(f.report->successedLoadBatteryReport());
-    EXPECT_EQ(f.report->batteryStatus(), 0);
+TEST(BatteryReportFixtures, NoBatteryTrees) {
+    auto desktop = loadFixture("desktop_mains");
+    EXPECT_FALSE(desktop.present);
+    EXPECT_FALSE(desktop.report->successedLoadBatteryReport());
     // The power-source fields are not touched when the registry part fails.
-    EXPECT_EQ(f.report->iops_timeRemainingTitle(), "");
-    EXPECT_FALSE(f.source->batteryRegistry().has_value());
-}
+    EXPECT_EQ(desktop.report->iops_timeRemainingTitle(), "");
+    EXPECT_FALSE(desktop.source->batteryRegistry().has_value());
 
-TEST(BatteryReportFixtures, PeripheralBatteriesAreNotPowerSources) {
-    auto f = loadFixture("device_scope");
-    EXPECT_FALSE(f.present);
-    auto snap = f.source->snapshot();
+    // Peripheral batteries are not power sources.
+    auto peripheral = loadFixture("device_scope");
+    EXPECT_FALSE(peripheral.present);
+    auto snap = peripheral.source->snapshot();
     ASSERT_TRUE(snap);
     EXPECT_TRUE(snap->descriptions.empty());
-}
 
-TEST(BatteryReportFixtures, MissingPowerSupplyFolderCountsAsNoBattery) {
-    LinuxPowerSupply source(kFixtures + "no_such_tree");
-    EXPECT_FALSE(source.snapshot().has_value());
-    EXPECT_FALSE(YYSystemBatteryReport::presenceIn(source));
+    LinuxPowerSupply missing(kFixtures + "no_such_tree");
+    EXPECT_FALSE(missing.snapshot().has_value());
+    EXPECT_FALSE(YYSystemBatteryReport::presenceIn(missing));
 }
 
 TEST(BatteryReportFixtures, TwoBatteriesSumTheirTimeAndTheFirstFeedsTheRegistry) {
@@ -169,12 +167,12 @@ TEST(BatteryReportFixtures, MissingAttributesFallBackToThePercentage) {
     ASSERT_TRUE(f.present); // no "present" attribute: the battery is there
     ASSERT_TRUE(r.successedLoadBatteryReport());
     EXPECT_EQ(r.iops_battery_percentage(), 42);
-    EXPECT_EQ(r.maxCapacity(), 0); // the capacities are always there, at 0 when unknown
-    EXPECT_FALSE(r.amperage().has_value());
-    EXPECT_FALSE(r.voltage().has_value());
-    // Percentages rescaled against a design capacity of nothing.
+    // The capacities are always there, at 0 when unknown; percentages rescale against nothing.
+    EXPECT_EQ(r.maxCapacity(), 0);
     EXPECT_EQ(r.fullCapacity(), 0);
     EXPECT_EQ(r.currentCapacity(), 0);
+    EXPECT_FALSE(r.amperage().has_value());
+    EXPECT_FALSE(r.voltage().has_value());
     EXPECT_TRUE(std::isnan(*r.health()));
     EXPECT_DOUBLE_EQ(*r.temperature(), 0.0);
     EXPECT_DOUBLE_EQ(*r.power(), 0.0);
@@ -183,30 +181,11 @@ TEST(BatteryReportFixtures, MissingAttributesFallBackToThePercentage) {
     EXPECT_EQ(r.iops_healthCondition(), "");
 }
 
-TEST(BatteryReportFixtures, SysfsRootComesFromTheEnvironment) {
-    const QByteArray old = qgetenv("LUMENSTAT_SYSFS_ROOT");
-    qputenv("LUMENSTAT_SYSFS_ROOT", (kFixtures + "laptop_full/").toLocal8Bit());
-    LinuxPowerSupply source;
-    auto registry = source.batteryRegistry();
-    if (old.isNull())
-        qunsetenv("LUMENSTAT_SYSFS_ROOT");
-    else
-        qputenv("LUMENSTAT_SYSFS_ROOT", old);
-    ASSERT_TRUE(registry);
-    EXPECT_EQ(registry->value("FullyCharged").toBool(), true);
-    EXPECT_EQ(registry->value("Temperature").toLongLong(), 3010);
-    EXPECT_EQ(registry->value("ManufactureDate").toLongLong(), 23151);
-}
-
-// --- presence rule ----------------------------------------------------------------------
+// --- presence rule and registry arithmetic ----------------------------------------------
 
 TEST(BatteryPresence, TheLastListedSourceDecides) {
     FakePowerSources fake;
-    auto present = [](bool v) {
-        QVariantMap d;
-        d["Is Present"] = v;
-        return d;
-    };
+    auto present = [](bool v) { return QVariantMap{{"Is Present", v}}; };
     fake.snap->descriptions = {present(true), present(false)};
     EXPECT_FALSE(YYSystemBatteryReport::presenceIn(fake));
     fake.snap->descriptions = {present(false), present(true)};
@@ -217,53 +196,37 @@ TEST(BatteryPresence, TheLastListedSourceDecides) {
     EXPECT_FALSE(YYSystemBatteryReport::presenceIn(fake));
 }
 
-// --- registry arithmetic ----------------------------------------------------------------
-
 TEST(BatteryReportRegistry, PercentagesAreRescaledOnlyWhenBothFitInAHundred) {
+    struct Row {
+        int max, current, full, expectedCurrent;
+    };
+    // Design capacity 4382 throughout.
+    const Row rows[] = {{87, 50, 3812, 1906}, {4000, 90, 4000, 90}, {100, 100, 4382, 4382}};
     auto fake = std::make_shared<FakePowerSources>();
-    fake->registry =
-        QVariantMap{{"MaxCapacity", 87}, {"CurrentCapacity", 50}, {"DesignCapacity", 4382}};
     auto r = reportOver(fake);
-    ASSERT_TRUE(r->loadBatteryInfos());
-    EXPECT_EQ(r->fullCapacity(), 3812);
-    EXPECT_EQ(r->currentCapacity(), 1906);
-
-    fake->registry =
-        QVariantMap{{"MaxCapacity", 4000}, {"CurrentCapacity", 90}, {"DesignCapacity", 4382}};
-    ASSERT_TRUE(r->loadBatteryInfos());
-    EXPECT_EQ(r->fullCapacity(), 4000);
-    EXPECT_EQ(r->currentCapacity(), 90);
-
-    fake->registry =
-        QVariantMap{{"MaxCapacity", 100}, {"CurrentCapacity", 100}, {"DesignCapacity", 4382}};
-    ASSERT_TRUE(r->loadBatteryInfos());
-    EXPECT_EQ(r->fullCapacity(), 4382);
-    EXPECT_EQ(r->currentCapacity(), 4382);
+    for (const Row& row : rows) {
+        fake->registry = QVariantMap{
+            {"MaxCapacity", row.max}, {"CurrentCapacity", row.current}, {"DesignCapacity", 4382}};
+        ASSERT_TRUE(r->loadBatteryInfos());
+        EXPECT_EQ(r->fullCapacity(), row.full) << row.max;
+        EXPECT_EQ(r->currentCapacity(), row.expectedCurrent) << row.max;
+    }
     EXPECT_NEAR(*r->health(), 100.0, 1e-9);
-}
 
-TEST(BatteryReportRegistry, ElectricalValuesAndDate) {
-    auto fake = std::make_shared<FakePowerSources>();
+    // Hundredths of a degree; a design capacity of 0 is stored as an infinite health.
     fake->registry =
-        QVariantMap{{"Temperature", 3012},      {"Amperage", -1500},   {"Voltage", 12000},
-                    {"ManufactureDate", 23151}, {"DesignCapacity", 0}, {"MaxCapacity", 3000},
-                    {"CurrentCapacity", 2000}};
-    auto r = reportOver(fake);
+        QVariantMap{{"Temperature", 3012}, {"DesignCapacity", 0}, {"MaxCapacity", 3000}};
     ASSERT_TRUE(r->loadBatteryInfos());
     EXPECT_DOUBLE_EQ(*r->temperature(), 30.12);
-    EXPECT_DOUBLE_EQ(*r->power(), -18.0);
-    EXPECT_EQ(r->manufactureDate().date(), QDate(2025, 3, 15));
-    // A design capacity of 0 is stored as an infinite health, not clamped.
     EXPECT_TRUE(std::isinf(*r->health()));
 }
 
 TEST(BatteryReportRegistry, FailedLoadKeepsTheOldValues) {
-    auto fake = std::make_shared<FakePowerSources>();
+    auto fake = onBattery(60);
     fake->registry = QVariantMap{{"CycleCount", 12},
                                  {"DesignCapacity", 5000},
                                  {"MaxCapacity", 4000},
                                  {"CurrentCapacity", 3000}};
-    fake->snap->descriptions = {FakePowerSources::battery(60, 100, "Battery Power", false)};
     auto r = reportOver(fake);
     ASSERT_TRUE(r->loadReports());
     fake->registry.reset();
@@ -272,53 +235,45 @@ TEST(BatteryReportRegistry, FailedLoadKeepsTheOldValues) {
     EXPECT_EQ(r->cycleCount(), 12u);
     EXPECT_EQ(r->fullCapacity(), 4000);
     EXPECT_EQ(r->batteryStatus(), 0);
-}
 
-TEST(BatteryReportRegistry, NoBatteryChangesNothing) {
-    auto fake = std::make_shared<FakePowerSources>();
-    fake->registry = QVariantMap{{"CycleCount", 12}};
-    auto r = reportOver(fake, false);
-    EXPECT_FALSE(r->loadReports());
-    EXPECT_EQ(r->cycleCount(), 0u);
-    EXPECT_EQ(fake->snapshotCalls, 0);
+    // Without a battery nothing is read at all.
+    auto absent = std::make_shared<FakePowerSources>();
+    absent->registry = QVariantMap{{"CycleCount", 12}};
+    auto none = reportOver(absent, false);
+    EXPECT_FALSE(none->loadReports());
+    EXPECT_EQ(none->cycleCount(), 0u);
+    EXPECT_EQ(absent->snapshotCalls, 0);
 }
 
 TEST(BatteryReportRegistry, StatusNeedsExternalPower) {
     auto fake = std::make_shared<FakePowerSources>();
     auto r = reportOver(fake);
-    fake->registry = QVariantMap{{"ExternalConnected", true}, {"IsCharging", true}};
-    r->loadReports();
-    EXPECT_EQ(r->batteryStatus(), 1);
-    fake->registry = QVariantMap{{"ExternalConnected", true}, {"IsCharging", false}};
-    r->loadReports();
-    EXPECT_EQ(r->batteryStatus(), 2);
-    fake->registry = QVariantMap{{"ExternalConnected", false}, {"IsCharging", true}};
-    r->loadReports();
-    EXPECT_EQ(r->batteryStatus(), 0);
+    const std::tuple<bool, bool, int> rows[] = {
+        {true, true, 1}, {true, false, 2}, {false, true, 0}};
+    for (auto [external, charging, status] : rows) {
+        fake->registry = QVariantMap{{"ExternalConnected", external}, {"IsCharging", charging}};
+        r->loadReports();
+        EXPECT_EQ(r->batteryStatus(), status) << external << charging;
+    }
 }
 
 // --- power-source title and body ---------------------------------------------------------
 
-namespace {
-struct TimeCase {
-    double estimate;
-    const char* state;
-    QVariant charging; // invalid: key absent
-    qint64 minutesToFull;
-    bool fulled;
-    const char* title;
-    const char* body;
-};
-} // namespace
-
 TEST(BatteryReportTimeText, TitleAndBodyDecision) {
+    struct TimeCase {
+        double estimate;
+        const char* state;
+        QVariant charging; // invalid: key absent
+        qint64 minutesToFull;
+        bool fulled;
+        const char* title;
+        const char* body;
+    };
     const TimeCase cases[] = {
-        {5400, "Battery Power", false, 0, false, "timeRemaining", "01:30"},
-        {45, "Battery Power", false, 0, false, "timeRemaining", "calculating"},
         {59, "Battery Power", false, 0, false, "timeRemaining", "calculating"},
+        {60, "Battery Power", false, 0, false, "timeRemaining", "00:01"},
         {3599, "Battery Power", false, 0, false, "timeRemaining", "00:59"},
         {3600, "Battery Power", false, 0, false, "timeRemaining", "01:00"},
-        {60, "Battery Power", false, 0, false, "timeRemaining", "00:01"},
         {468000, "Battery Power", false, 0, false, "timeRemaining", "130:00"},
         {-1, "Battery Power", false, 0, false, "timeRemaining", "calculating"},
         {-2, "Battery Power", false, 0, false, "timeRemaining", "calculating"},
@@ -333,16 +288,15 @@ TEST(BatteryReportTimeText, TitleAndBodyDecision) {
         {-1, "AC Power", true, 30, false, "timeRemaining", "calculating"},
     };
     for (const TimeCase& c : cases) {
-        auto fake = std::make_shared<FakePowerSources>();
+        auto fake = onBattery(50, c.estimate);
         fake->registry = QVariantMap{{"FullyCharged", c.fulled}};
-        QVariantMap d = FakePowerSources::battery(50, 100, c.state, false);
+        QVariantMap& d = fake->snap->descriptions[0];
+        d["Power Source State"] = c.state;
         if (c.charging.isValid())
             d["Is Charging"] = c.charging;
         else
             d.remove("Is Charging");
         d["Time to Full Charge"] = c.minutesToFull;
-        fake->snap->descriptions = {d};
-        fake->snap->timeRemainingEstimate = c.estimate;
         auto r = reportOver(fake);
         ASSERT_TRUE(r->loadReports());
         SCOPED_TRACE(
@@ -350,20 +304,16 @@ TEST(BatteryReportTimeText, TitleAndBodyDecision) {
         EXPECT_EQ(r->iops_timeRemainingTitle(),
                   QStringLiteral("battery.powerSourceState.") + c.title);
         const QString body = QString::fromLatin1(c.body);
-        if (body.contains(':'))
-            EXPECT_EQ(r->iops_timeRemainingBody(), body);
-        else
-            EXPECT_EQ(r->iops_timeRemainingBody(), "battery.powerSourceState." + body);
+        EXPECT_EQ(r->iops_timeRemainingBody(),
+                  body.contains(':') ? body : "battery.powerSourceState." + body);
     }
 }
 
 TEST(BatteryReportTimeText, NoPresentSourceOnlyUpdatesTheEstimate) {
-    auto fake = std::make_shared<FakePowerSources>();
-    fake->registry = QVariantMap{};
-    QVariantMap d = FakePowerSources::battery(70, 100, "Battery Power", false);
+    auto fake = onBattery(70, 7200);
+    QVariantMap d = fake->snap->descriptions[0];
     d["BatteryHealth"] = "Good";
     fake->snap->descriptions = {d};
-    fake->snap->timeRemainingEstimate = 7200;
     auto r = reportOver(fake);
     ASSERT_TRUE(r->loadReports());
     ASSERT_EQ(r->iops_battery_percentage(), 70);
@@ -380,38 +330,27 @@ TEST(BatteryReportTimeText, NoPresentSourceOnlyUpdatesTheEstimate) {
     EXPECT_EQ(r->iops_battery_percentage(), 70);
     EXPECT_EQ(r->iops_timeRemainingBody(), "02:00");
     EXPECT_EQ(r->iops_healthCondition(), "Good");
-}
 
-TEST(BatteryReportTimeText, HealthConditionKeepsTheOldWordWhenAbsent) {
-    auto fake = std::make_shared<FakePowerSources>();
-    fake->registry = QVariantMap{};
-    QVariantMap d = FakePowerSources::battery(70, 100, "Battery Power", false);
-    d["BatteryHealth"] = "Fair";
-    fake->snap->descriptions = {d};
-    auto r = reportOver(fake);
-    r->loadReports();
+    // A present source without a health word keeps the old one.
     d.remove("BatteryHealth");
     fake->snap->descriptions = {d};
     r->loadReports();
-    EXPECT_EQ(r->iops_healthCondition(), "Fair");
+    EXPECT_EQ(r->iops_battery_percentage(), 70);
+    EXPECT_EQ(r->iops_healthCondition(), "Good");
 }
 
 TEST(BatteryReportTimeText, PercentageDivisionByZeroIsConvertedExplicitly) {
-    auto fake = std::make_shared<FakePowerSources>();
-    fake->registry = QVariantMap{};
-    QVariantMap d = FakePowerSources::battery(50, 100, "Battery Power", false);
-    d.remove("Max Capacity");
-    fake->snap->descriptions = {d};
+    auto fake = onBattery(50);
+    QVariantMap& d = fake->snap->descriptions[0];
     auto r = reportOver(fake);
+    d.remove("Max Capacity");
     r->loadReports();
     EXPECT_EQ(r->iops_battery_percentage(), std::numeric_limits<int64_t>::max());
     d.remove("Current Capacity");
-    fake->snap->descriptions = {d};
     r->loadReports();
     EXPECT_EQ(r->iops_battery_percentage(), 0);
     d["Current Capacity"] = 2;
     d["Max Capacity"] = 3;
-    fake->snap->descriptions = {d};
     r->loadReports();
     EXPECT_EQ(r->iops_battery_percentage(), 66);
 }
@@ -423,22 +362,16 @@ TEST(BatteryReportText, Conversions) {
     EXPECT_EQ(truncatedInt64(inf), std::numeric_limits<int64_t>::max());
     EXPECT_EQ(truncatedInt64(-inf), std::numeric_limits<int64_t>::min());
     EXPECT_EQ(truncatedInt64(1e300), std::numeric_limits<int64_t>::max());
-    EXPECT_EQ(truncatedInt64(99.9), 99);
     EXPECT_EQ(truncatedInt64(-99.9), -99);
     EXPECT_EQ(truncatedInt32(3e9), std::numeric_limits<int32_t>::max());
-    EXPECT_EQ(truncatedInt32(-3e9), std::numeric_limits<int32_t>::min());
     EXPECT_EQ(truncatedInt32(-2147483648.5), std::numeric_limits<int32_t>::min());
 
-    EXPECT_EQ(twoDigits(0), "00");
-    EXPECT_EQ(twoDigits(5), "05");
     EXPECT_EQ(twoDigits(9), "09");
     EXPECT_EQ(twoDigits(10), "10");
     EXPECT_EQ(twoDigits(130), "130");
     EXPECT_EQ(twoDigits(-5), "-5");
 
-    EXPECT_EQ(decodeManufactureDate(23151).date(), QDate(2025, 3, 15));
     EXPECT_EQ(decodeManufactureDate((44 << 9) | (12 << 5) | 31).date(), QDate(2024, 12, 31));
-    EXPECT_EQ(decodeManufactureDate(0).date(), QDate(1979, 11, 30));
 }
 
 TEST(BatteryReportText, DebugDescriptionListsEveryFieldInOrder) {
@@ -455,10 +388,7 @@ TEST(BatteryReportText, DebugDescriptionListsEveryFieldInOrder) {
                            "amperage", "currentCapacity", "fullCapacity", "maxCapacity", "voltage",
                            "health", "temperature", "power", "age"}));
     EXPECT_TRUE(lines.contains("presented: 1"));
-    EXPECT_TRUE(lines.contains("changring: 0"));
     EXPECT_TRUE(lines.contains("amperage: -1500"));
-    EXPECT_TRUE(lines.contains("power: -18"));
-    EXPECT_TRUE(lines.contains("age: 10"));
 
     auto empty = loadFixture("missing_attributes");
     EXPECT_TRUE(empty.report->debugDescription().contains("\nvoltage: (null)\n"));

@@ -20,16 +20,12 @@
 namespace {
 
 QByteArray uevent(const char* action, const char* devpath, const char* subsystem) {
-    QByteArray m = QByteArray(action) + "@" + devpath;
-    m.append('\0');
-    m += QByteArray("ACTION=") + action;
-    m.append('\0');
-    m += QByteArray("DEVPATH=") + devpath;
-    m.append('\0');
-    m += QByteArray("SUBSYSTEM=") + subsystem;
-    m.append('\0');
-    m += "SEQNUM=4711";
-    m.append('\0');
+    QByteArray m;
+    for (const QByteArray& field :
+         {QByteArray(action) + "@" + devpath, QByteArray("ACTION=") + action,
+          QByteArray("DEVPATH=") + devpath, QByteArray("SUBSYSTEM=") + subsystem,
+          QByteArray("SEQNUM=4711")})
+        m += field + '\0';
     return m;
 }
 
@@ -63,15 +59,15 @@ TEST(PowerSupplyUevents, ABatchOfMessagesGivesOneSignal) {
     int signals_ = 0;
     QObject::connect(&monitor, &PowerSupplyMonitor::powerSupplyChanged, [&] { ++signals_; });
 
-    const QByteArray other = uevent("add", "/devices/usb1", "usb");
-    ASSERT_GT(::send(fds[1], other.constData(), size_t(other.size()), 0), 0);
+    auto send = [&](const QByteArray& m) {
+        ASSERT_GT(::send(fds[1], m.constData(), size_t(m.size()), 0), 0);
+    };
+    send(uevent("add", "/devices/usb1", "usb"));
     drainEvents();
     EXPECT_EQ(signals_, 0);
 
-    const QByteArray battery = uevent("change", "/devices/x/power_supply/BAT0", "power_supply");
-    const QByteArray mains = uevent("change", "/devices/x/power_supply/AC", "power_supply");
-    ASSERT_GT(::send(fds[1], battery.constData(), size_t(battery.size()), 0), 0);
-    ASSERT_GT(::send(fds[1], mains.constData(), size_t(mains.size()), 0), 0);
+    send(uevent("change", "/devices/x/power_supply/BAT0", "power_supply"));
+    send(uevent("change", "/devices/x/power_supply/AC", "power_supply"));
     drainEvents();
     EXPECT_EQ(signals_, 1);
     monitor.stop();
@@ -90,15 +86,17 @@ TEST(PowerSourceChangeWatch, RereadEverySixtyTicksOnlyWhenSomethingChanged) {
     changes.registerPowerSourceChanges([&] { ++calls; });
     ASSERT_EQ(subscribed, std::vector<ActivityObserver*>{&changes});
 
-    for (int t = 0; t < 60; ++t)
-        changes.heartbeatTick();
+    auto ticks = [&](int n) {
+        for (int t = 0; t < n; ++t)
+            changes.heartbeatTick();
+    };
+    ticks(60);
     drainEvents();
     EXPECT_EQ(calls, 0); // same reading
 
     fake->snap->descriptions = {FakePowerSources::battery(49, 100, "Battery Power", false)};
     const int before = fake->snapshotCalls;
-    for (int t = 0; t < 59; ++t)
-        changes.heartbeatTick();
+    ticks(59);
     EXPECT_EQ(fake->snapshotCalls, before); // nothing is read between re-reads
     drainEvents();
     EXPECT_EQ(calls, 0);
@@ -107,15 +105,13 @@ TEST(PowerSourceChangeWatch, RereadEverySixtyTicksOnlyWhenSomethingChanged) {
     drainEvents();
     EXPECT_EQ(calls, 1);
 
-    for (int t = 0; t < 60; ++t)
-        changes.heartbeatTick();
+    ticks(60);
     drainEvents();
     EXPECT_EQ(calls, 1);
 
     // The registry alone changing counts as well.
     fake->registry = QVariantMap{{"CurrentCapacity", 1990}};
-    for (int t = 0; t < 60; ++t)
-        changes.heartbeatTick();
+    ticks(60);
     drainEvents();
     EXPECT_EQ(calls, 2);
 
@@ -124,8 +120,7 @@ TEST(PowerSourceChangeWatch, RereadEverySixtyTicksOnlyWhenSomethingChanged) {
     changes.powerSupplyEventArrived();
     drainEvents();
     EXPECT_EQ(calls, 3);
-    for (int t = 0; t < 60; ++t)
-        changes.heartbeatTick();
+    ticks(60);
     drainEvents();
     EXPECT_EQ(calls, 3);
 
@@ -159,9 +154,15 @@ QString runCommand(const QString& fixture, SettingsDomain& group, int* code = nu
 
 } // namespace
 
+// The script test runs the binary on the fixtures (report fields, no-battery message); here
+// the health log line, the localised time line and the states on external power.
 TEST(BatteryCommand, PrintsTheReportAndTheHealthLog) {
     TempDir dir;
     SettingsDomain group(dir.file("group.json"));
+    const QString charging = runCommand("laptop_charging", group);
+    EXPECT_TRUE(charging.contains("(no entries yet)")) << charging.toStdString();
+    EXPECT_TRUE(charging.contains("\nstate: charging on external power\n"));
+
     group.setValue(SettingsKey::BatteryHealthData,
                    nlohmann::json::array({{{"date", "2025-03-20"},
                                            {"cycle", 120},
@@ -170,11 +171,7 @@ TEST(BatteryCommand, PrintsTheReportAndTheHealthLog) {
     int rc = -1;
     const QString text = runCommand("laptop_discharging", group, &rc);
     EXPECT_EQ(rc, 0);
-    EXPECT_TRUE(text.contains("\ncycleCount: 123\n")) << text.toStdString();
-    EXPECT_TRUE(text.contains("\nfullCapacity: 3812\n"));
-    EXPECT_TRUE(text.contains("\npower: -18\n"));
-    EXPECT_TRUE(text.contains("\npercentage: 50%\n"));
-    EXPECT_TRUE(text.contains("\nstate: on battery\n"));
+    EXPECT_TRUE(text.contains("\npower: -18\n")) << text.toStdString();
     EXPECT_TRUE(text.contains(
         "\ntime: " + Language::getLocalizedString("battery.powerSourceState.timeRemaining") +
         ": 01:16\n"));
@@ -183,18 +180,8 @@ TEST(BatteryCommand, PrintsTheReportAndTheHealthLog) {
     const QString full = runCommand("laptop_full", group);
     EXPECT_TRUE(full.contains("\nstate: fully charged on external power\n"));
     EXPECT_TRUE(full.contains(Language::getLocalizedString("battery.powerSourceState.full")));
-}
 
-TEST(BatteryCommand, SaysPlainlyWhenThereIsNoBattery) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
-    int rc = -1;
-    const QString text = runCommand("desktop_mains", group, &rc);
+    const QString none = runCommand("desktop_mains", group, &rc);
     EXPECT_EQ(rc, 0);
-    EXPECT_TRUE(text.startsWith("This machine has no battery")) << text.toStdString();
-    EXPECT_FALSE(text.contains("cycleCount"));
-
-    const QString empty = runCommand("laptop_charging", group);
-    EXPECT_TRUE(empty.contains("(no entries yet)"));
-    EXPECT_TRUE(empty.contains("\nstate: charging on external power\n"));
+    EXPECT_FALSE(none.contains("cycleCount")) << none.toStdString();
 }
