@@ -53,9 +53,13 @@ std::vector<int64_t> capacities(const BatteryHealthLogger& log) {
 
 // --- health log ------------------------------------------------------------------------------
 
-TEST(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
+class BatteryHealthLog : public ::testing::Test {
+protected:
     TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
+    SettingsDomain group{dir.file("group.json")};
+};
+
+TEST_F(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
     QDateTime now = day(2025, 3, 1, 9);
     BatteryHealthLogger log(&group, [&] { return now; });
     ReportFixture r;
@@ -87,9 +91,7 @@ TEST(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
     EXPECT_EQ(again.items(), log.items());
 }
 
-TEST(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
+TEST_F(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
     group.setValue(
         SettingsKey::BatteryHealthData,
         Json::array({entry("2025-03-05", 1, 3000, 4000), entry("2025-03-06", 2, 3000, 4000)}));
@@ -101,9 +103,7 @@ TEST(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
     EXPECT_EQ(capacities(log), (std::vector<int64_t>{3000, 3000}));
 }
 
-TEST(BatteryHealthLog, ReportNotLoadedLogsNothing) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
+TEST_F(BatteryHealthLog, ReportNotLoadedLogsNothing) {
     BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
     ReportFixture r; // never loaded
     log.logBatteryHealthIfNeed(&r.report);
@@ -112,9 +112,7 @@ TEST(BatteryHealthLog, ReportNotLoadedLogsNothing) {
     EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
 }
 
-TEST(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
+TEST_F(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
     QDateTime now = day(2025, 3, 1);
     BatteryHealthLogger log(&group, [&] { return now; });
     ReportFixture r;
@@ -135,9 +133,7 @@ TEST(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
     EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->size(), 2u);
 }
 
-TEST(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
+TEST_F(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
     group.setValue(
         SettingsKey::BatteryHealthData,
         Json::array(
@@ -210,11 +206,8 @@ TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
     ASSERT_EQ(data.size(), 1008u);
     EXPECT_DOUBLE_EQ(timeOf(data.front()), f.now - 1008 * 600.0);
     EXPECT_DOUBLE_EQ(timeOf(data.back()), f.now - 600.0);
-    for (const Json& p : data) {
-        ASSERT_EQ(p["Fake"], true);
-        ASSERT_EQ(p["Cap"], 100);
-        ASSERT_EQ(p["Charging"], false);
-    }
+    for (const Json& p : data)
+        ASSERT_EQ(p, point(true, 100, false, timeOf(p)));
     EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
     ASSERT_TRUE(f.standard.array(SettingsKey::BatteryRawData));
     EXPECT_EQ(f.standard.array(SettingsKey::BatteryRawData)->size(), 1008u);

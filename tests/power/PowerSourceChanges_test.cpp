@@ -1,19 +1,12 @@
 #include "FakePowerSources.h"
-#include "platform/linux/LinuxPowerSupply.h"
 #include "platform/linux/PowerSupplyMonitor.h"
-#include "power/BatteryCommand.h"
 #include "power/PowerSourceChanges.h"
-#include "settings/Language.h"
-#include "settings/Settings.h"
-#include "settings/SettingsDomain.h"
-#include "support/TempDir.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -127,61 +120,4 @@ TEST(PowerSourceChangeWatch, RereadEverySixtyTicksOnlyWhenSomethingChanged) {
     // Registering again does not subscribe twice.
     changes.registerPowerSourceChanges([&] { calls += 10; });
     EXPECT_EQ(subscribed.size(), 1u);
-}
-
-// --- the --battery command ---------------------------------------------------------------------
-
-namespace {
-
-QString runCommand(const QString& fixture, SettingsDomain& group, int* code = nullptr) {
-    std::FILE* out = std::tmpfile();
-    const int rc =
-        runBatteryCommand(out,
-                          std::make_shared<LinuxPowerSupply>(
-                              QStringLiteral(LUMENSTAT_FIXTURES_DIR "/power_supply/") + fixture),
-                          &group);
-    if (code)
-        *code = rc;
-    std::rewind(out);
-    QByteArray text;
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, out)) > 0)
-        text.append(buffer, qsizetype(n));
-    std::fclose(out);
-    return QString::fromUtf8(text);
-}
-
-} // namespace
-
-// The script test runs the binary on the fixtures (report fields, no-battery message); here
-// the health log line, the localised time line and the states on external power.
-TEST(BatteryCommand, PrintsTheReportAndTheHealthLog) {
-    TempDir dir;
-    SettingsDomain group(dir.file("group.json"));
-    const QString charging = runCommand("laptop_charging", group);
-    EXPECT_TRUE(charging.contains("(no entries yet)")) << charging.toStdString();
-    EXPECT_TRUE(charging.contains("\nstate: charging on external power\n"));
-
-    group.setValue(SettingsKey::BatteryHealthData,
-                   nlohmann::json::array({{{"date", "2025-03-20"},
-                                           {"cycle", 120},
-                                           {"fullCapacity", 3812},
-                                           {"maxCapacity", 4382}}}));
-    int rc = -1;
-    const QString text = runCommand("laptop_discharging", group, &rc);
-    EXPECT_EQ(rc, 0);
-    EXPECT_TRUE(text.contains("\npower: -18\n")) << text.toStdString();
-    EXPECT_TRUE(text.contains(
-        "\ntime: " + Language::getLocalizedString("battery.powerSourceState.timeRemaining") +
-        ": 01:16\n"));
-    EXPECT_TRUE(text.contains("2025-03-20  cycles 120  full 3812 mAh  design 4382 mAh  87.0%"));
-
-    const QString full = runCommand("laptop_full", group);
-    EXPECT_TRUE(full.contains("\nstate: fully charged on external power\n"));
-    EXPECT_TRUE(full.contains(Language::getLocalizedString("battery.powerSourceState.full")));
-
-    const QString none = runCommand("desktop_mains", group, &rc);
-    EXPECT_EQ(rc, 0);
-    EXPECT_FALSE(none.contains("cycleCount")) << none.toStdString();
 }

@@ -159,12 +159,8 @@ TEST(SMCRead, FailuresGiveEmptyTextAndZero) {
 TEST(SMCOpen, FailuresPrintTheirLines) {
     LogCapture log;
     auto controller = std::make_shared<FakeController>();
-    controller->openResult = {kSMCSuccess, false, kSMCSuccess};
-    { SMCWrapper wrapper(controller); }
-    EXPECT_EQ(log.text, "Error: no SMC found\nUnable to open SMC.\n");
-    EXPECT_TRUE(controller->closed);
-
     const std::pair<SMCTransport::OpenResult, const char*> rows[] = {
+        {{kSMCSuccess, false, kSMCSuccess}, "Error: no SMC found\n"},
         {{kSMCSuccess, true, kSMCErrorNotPrivileged}, "Error: IOServiceOpen() = e00002c1\n"},
         {{int(0x10000003), false, kSMCSuccess},
          "Error: IOServiceGetMatchingServices() = 10000003\n"},
@@ -175,6 +171,7 @@ TEST(SMCOpen, FailuresPrintTheirLines) {
         { SMCWrapper wrapper(controller); }
         EXPECT_EQ(log.text, std::string(line) + "Unable to open SMC.\n");
     }
+    EXPECT_TRUE(controller->closed);
 }
 
 TEST(SMCAppleSmcTransport, MissingDriverAndReadableTree) {

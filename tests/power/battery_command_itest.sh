@@ -7,29 +7,40 @@ fixtures="$src/tests/fixtures/power_supply"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data"
+run() { out=$(LUMENSTAT_SYSFS_ROOT="$1" "$bin" --battery 2>&1); rc=$?; }
+fail() { echo "FAIL: $*"; echo "$out"; exit 1; }
+has() { grep -q -- "$1" <<<"$out" || fail "$1"; }
 
-out=$(LUMENSTAT_SYSFS_ROOT="$fixtures/laptop_discharging" "$bin" --battery 2>&1)
-rc=$?
+run "$fixtures/laptop_discharging"
 if grep -q "not part of this build" <<<"$out"; then
     echo "--battery is not wired into this build yet"
     exit 77
 fi
-fail() { echo "FAIL: $*"; echo "$out"; exit 1; }
 [ $rc -eq 0 ] || fail "exit code $rc"
-grep -q "^cycleCount: 123$" <<<"$out" || fail "cycle count"
-grep -q "^currentCapacity: 1906$" <<<"$out" || fail "current capacity"
-grep -q "^temperature: 30.1$" <<<"$out" || fail "temperature"
-grep -q "^percentage: 50%$" <<<"$out" || fail "percentage"
-grep -q "^state: on battery$" <<<"$out" || fail "state"
-grep -q "01:16$" <<<"$out" || fail "time text"
-grep -q "(no entries yet)" <<<"$out" || fail "empty health log"
+for line in "cycleCount: 123" "currentCapacity: 1906" "temperature: 30.1" "power: -18" \
+    "percentage: 50%" "state: on battery"; do
+    has "^$line$"
+done
+has ": 01:16$"
+has "(no entries yet)"
+
+run "$fixtures/laptop_charging"
+has "^state: charging on external power$"
+
+# A stored health log entry is printed with its health.
+mkdir -p "$work/config/lumenstat"
+cat >"$work/config/lumenstat/group.json" <<'JSON'
+{"app.batteryHealth.data": [{"date": "2025-03-20", "cycle": 120, "fullCapacity": 3812, "maxCapacity": 4382}]}
+JSON
+run "$fixtures/laptop_full"
+has "^state: fully charged on external power$"
+has "2025-03-20  cycles 120  full 3812 mAh  design 4382 mAh  87.0%"
 
 mkdir -p "$work/empty/class/power_supply"
-out=$(LUMENSTAT_SYSFS_ROOT="$work/empty" "$bin" --battery 2>&1)
-rc=$?
-[ $rc -eq 0 ] || fail "exit code $rc without a battery"
-grep -q "^This machine has no battery" <<<"$out" || fail "no-battery message"
-
-out=$(LUMENSTAT_SYSFS_ROOT="$fixtures/desktop_mains" "$bin" --battery 2>&1)
-grep -q "^This machine has no battery" <<<"$out" || fail "mains only"
+for root in "$work/empty" "$fixtures/desktop_mains"; do
+    run "$root"
+    [ $rc -eq 0 ] || fail "exit code $rc without a battery ($root)"
+    has "^This machine has no battery"
+    grep -q "cycleCount" <<<"$out" && fail "report printed without a battery"
+done
 echo "ok"
