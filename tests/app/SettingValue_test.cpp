@@ -22,27 +22,21 @@ struct Case {
 TEST(SettingValueParse, ReadsEachTextAsTheNarrowestFittingType) {
     const std::vector<Case> cases = {
         {"true", Json(true)},
-        {"false", Json(false)},
         {"TRUE", Json("TRUE")}, // only the exact words are booleans
         {"7", Json(int64_t{7})},
-        {"-3", Json(int64_t{-3})},
         {"+4", Json(int64_t{4})},
         {"9223372036854775807", Json(int64_t{9223372036854775807})},
         {"18446744073709551615", Json(uint64_t{18446744073709551615u})},
-        {"0.8", Json(0.8)},
+        {"99999999999999999999999", Json(1e23)}, // beyond every integer type
         {"-1.5e3", Json(-1500.0)},
         {".5", Json(0.5)},
         {"3.", Json(3.0)},
-        {"[1,2,3]", Json::parse("[1,2,3]")},
         {"[]", Json::array()},
         {R"({"a":[true,"x"]})", Json::parse(R"({"a":[true,"x"]})")},
         {R"("7")", Json("7")},
         {R"("")", Json("")},
-        {"hello world", Json("hello world")},
         {"[1,", Json("[1,")}, // not JSON: kept as text
-        {R"("unterminated)", Json(R"("unterminated)")},
         {"inf", Json("inf")}, // no non-finite numbers
-        {"nan", Json("nan")},
         {"0x10", Json("0x10")},
         {"1.2.3", Json("1.2.3")},
         {"7 ", Json("7 ")},
@@ -55,21 +49,12 @@ TEST(SettingValueParse, ReadsEachTextAsTheNarrowestFittingType) {
     }
 }
 
-TEST(SettingValueParse, NumbersBeyondEveryIntegerBecomeFloatingPoint) {
-    const auto v = SettingValue::parse("99999999999999999999999");
-    ASSERT_TRUE(v && v->is_number_float());
-    EXPECT_DOUBLE_EQ(v->get<double>(), 1e23);
-}
-
-TEST(SettingValueParse, AnEmptyValueRemovesTheKey) {
+TEST(SettingValueParse, AssignmentsSplitAtTheFirstEqualsSignAndAnEmptyValueRemoves) {
     EXPECT_FALSE(SettingValue::parse("").has_value());
-    const auto a = SettingValue::parseAssignment("app.netMenu.boxType=");
-    ASSERT_TRUE(a.has_value());
-    EXPECT_EQ(a->key, "app.netMenu.boxType");
-    EXPECT_FALSE(a->value.has_value());
-}
-
-TEST(SettingValueParse, AssignmentsSplitAtTheFirstEqualsSign) {
+    const auto removal = SettingValue::parseAssignment("app.netMenu.boxType=");
+    ASSERT_TRUE(removal.has_value());
+    EXPECT_EQ(removal->key, "app.netMenu.boxType");
+    EXPECT_FALSE(removal->value.has_value());
     const auto a = SettingValue::parseAssignment("k=a=b");
     ASSERT_TRUE(a.has_value());
     EXPECT_EQ(a->key, "k");
@@ -95,14 +80,6 @@ protected:
     std::vector<QString> posted;
 };
 
-TEST_F(SettingValueApply, StandardKeysGoToTheStandardDomainAndPostTheKeyItself) {
-    watch("app.netMenu.boxType");
-    SettingValue::apply("app.netMenu.boxType", Json(int64_t{7}));
-    EXPECT_EQ(SettingsDomain::standard().integerValue("app.netMenu.boxType"), 7);
-    EXPECT_FALSE(SettingsDomain::group().contains("app.netMenu.boxType"));
-    EXPECT_EQ(posted, std::vector<QString>{"app.netMenu.boxType"});
-}
-
 TEST_F(SettingValueApply, KeysWithANamedNotificationPostItAndThenTheKey) {
     watch("MenuBoxPreferredWidthChangedNotificationName");
     watch("MenuBoxPreferredWidth");
@@ -113,14 +90,19 @@ TEST_F(SettingValueApply, KeysWithANamedNotificationPostItAndThenTheKey) {
     EXPECT_EQ(menuBoxPreferredWidth(), Settings::MenuBoxPreferredWidth::Wide);
 }
 
-TEST_F(SettingValueApply, GroupKeysGoToTheGroupDomain) {
+TEST_F(SettingValueApply, StandardAndGroupKeysGoToTheirOwnDomain) {
+    watch("app.netMenu.boxType");
     watch("appleInterfaceDidChange");
     watch("AccentColorIndex");
+    SettingValue::apply("app.netMenu.boxType", Json(int64_t{7}));
+    EXPECT_EQ(SettingsDomain::standard().integerValue("app.netMenu.boxType"), 7);
+    EXPECT_FALSE(SettingsDomain::group().contains("app.netMenu.boxType"));
+    EXPECT_EQ(posted, std::vector<QString>{"app.netMenu.boxType"});
     SettingValue::apply("AccentColorIndex", Json(int64_t{3}));
     EXPECT_EQ(SettingsDomain::group().integerValue("AccentColorIndex"), 3);
     EXPECT_FALSE(SettingsDomain::standard().contains("AccentColorIndex"));
     EXPECT_EQ(accentColorIndex(), 3);
-    EXPECT_EQ(posted.size(), 2u);
+    EXPECT_EQ(posted.size(), 3u);
 }
 
 TEST_F(SettingValueApply, RemovingAKeyMakesItReadAsAbsentAndStillNotifies) {

@@ -25,14 +25,11 @@ IFACE = "com.quillfern.Lumenstat"
 
 def seconds(time_text):
     """Session time text (SS, MM:SS, HH:MM:SS, D.HH:MM:SS) in seconds."""
-    days = 0
-    if "." in time_text:
-        d, time_text = time_text.split(".", 1)
-        days = int(d)
+    days, _, clock = time_text.rpartition(".")
     total = 0
-    for part in time_text.split(":"):
+    for part in clock.split(":"):
         total = total * 60 + int(part)
-    return days * 86400 + total
+    return int(days or 0) * 86400 + total
 
 
 def run(args, env, timeout=60):
@@ -54,9 +51,9 @@ def main():
             checks.finish()
         service = conn.get_object(NAME, "/")
         xml = str(service.Introspect(dbus_interface="org.freedesktop.DBus.Introspectable"))
-        for member in ("ShowPanel", "SetValue", "RemoveValue", "GetValue", "Tick",
-                       "ValueChanged"):
-            checks.expect('name="%s"' % member in xml, "%s is listed on the bus" % member)
+        missing = [m for m in ("ShowPanel", "SetValue", "RemoveValue", "GetValue", "Tick",
+                               "ValueChanged") if 'name="%s"' % m not in xml]
+        checks.expect(not missing, "members missing on the bus: %r" % missing)
 
         # A second plain start: asks the first to show itself and ends at once.
         began = time.monotonic()
@@ -100,14 +97,14 @@ def main():
         def value(key):
             return json.loads(str(service.GetValue(key, dbus_interface=IFACE)))
 
-        checks.expect(value("app.netMenu.boxType") == 7 and
-                      isinstance(value("app.netMenu.boxType"), int), "the style is an integer 7")
-        checks.expect(value("x.list") == [1, 2.5, "a", True], "arrays keep their element types: %r"
-                      % value("x.list"))
-        checks.expect(value("x.obj") == {"k": {"n": -1}}, "objects arrive whole: %r"
-                      % value("x.obj"))
-        checks.expect(value("x.text") == "7", "a quoted number stays text")
-        checks.expect(value("AccentColorIndex") == 3, "group keys are set too")
+        # Typed: an integer, arrays keeping their element types, whole objects, a quoted
+        # number as text, and a group key.
+        for key, expected in (("app.netMenu.boxType", 7), ("x.list", [1, 2.5, "a", True]),
+                              ("x.obj", {"k": {"n": -1}}), ("x.text", "7"),
+                              ("AccentColorIndex", 3)):
+            got = value(key)
+            checks.expect(got == expected and type(got) is type(expected),
+                          "%s arrives as %r: %r" % (key, expected, got))
         removed = run(["--set", "x.text="], env)
         checks.expect(removed.returncode == 0 and value("x.text") is None,
                       "an empty value removes the key")

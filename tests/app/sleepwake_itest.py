@@ -23,14 +23,11 @@ LOGIND = "org.freedesktop.login1"
 MANAGER = "org.freedesktop.login1.Manager"
 
 
-def inhibitors(system):
-    obj = system.get_object(LOGIND, "/org/freedesktop/login1")
-    return [tuple(str(x) for x in i[:4])
-            for i in obj.ListInhibitors(dbus_interface=MANAGER)]
-
-
 def ours(system):
-    return [i for i in inhibitors(system) if i[1] == "Lumenstat"]
+    """The inhibitor locks Lumenstat holds, as (what, who, why, mode)."""
+    obj = system.get_object(LOGIND, "/org/freedesktop/login1")
+    return [tuple(str(x) for x in i[:4]) for i in obj.ListInhibitors(dbus_interface=MANAGER)
+            if str(i[1]) == "Lumenstat"]
 
 
 def prepare_for_sleep(system, sleeping):
@@ -52,9 +49,8 @@ def main():
     session = Bus()
     system_bus = Bus()
     home, env = environment(session.address, system_bus.address)
-    mock_env = dict(env)
     mock = subprocess.Popen(["/usr/bin/python3", "-m", "dbusmock", "--template", "logind",
-                             "--system"], env=mock_env, stdout=subprocess.DEVNULL,
+                             "--system"], env=env, stdout=subprocess.DEVNULL,
                             stderr=subprocess.DEVNULL)
     app = None
     try:
