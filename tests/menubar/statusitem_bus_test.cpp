@@ -76,11 +76,7 @@ public:
         QElapsedTimer timer;
         timer.start();
         while (timer.elapsed() < timeoutMs) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-            while (proc_.canReadLine()) {
-                const QJsonObject o = QJsonDocument::fromJson(proc_.readLine()).object();
-                events.push_back(o);
-            }
+            drain();
             for (; seen_ < events.size(); ++seen_) {
                 const QJsonObject& o = events[seen_];
                 if (o.value("event").toString() == name && (!accept || accept(o))) {
@@ -100,9 +96,7 @@ public:
         QElapsedTimer timer;
         timer.start();
         while (timer.elapsed() < ms) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-            while (proc_.canReadLine())
-                events.push_back(QJsonDocument::fromJson(proc_.readLine()).object());
+            drain();
             QThread::msleep(5);
         }
         int n = 0;
@@ -115,6 +109,11 @@ public:
     std::vector<QJsonObject> events;
 
 private:
+    void drain() {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        while (proc_.canReadLine())
+            events.push_back(QJsonDocument::fromJson(proc_.readLine()).object());
+    }
     QProcess proc_;
     size_t seen_ = 0;
 };
@@ -168,8 +167,6 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         ASSERT_TRUE(registered);
         EXPECT_EQ(firstPixmap(*registered), QSize(248, 44)) << "Wide: 124 x 22 points at 2x";
         EXPECT_EQ(registered->value("category").toString(), "ApplicationStatus");
-        EXPECT_EQ(registered->value("id").toString(), "lumenstat");
-        EXPECT_EQ(registered->value("title").toString(), "Lumenstat");
         EXPECT_EQ(registered->value("status").toString(), "Active");
         EXPECT_EQ(registered->value("menu").toString(), "/NO_DBUSMENU");
         EXPECT_EQ(registered->value("label").toString(), "") << "no label in wide rendering";

