@@ -165,8 +165,8 @@ protected:
 };
 
 TEST_F(ControllerTest, OutOfRangeStoredStyleStartsCompact) {
-    for (std::optional<int64_t> stored :
-         {std::optional<int64_t>{}, std::optional<int64_t>{-1}, std::optional<int64_t>{13}}) {
+    const std::optional<int64_t> cases[] = {std::nullopt, -1, 13};
+    for (const auto& stored : cases) {
         auto c = make(stored);
         EXPECT_EQ(c->menuBoxType, BoxType::compact);
         EXPECT_EQ(c->statusItem()->length(), 48);
