@@ -8,6 +8,7 @@
 
 #include <QDBusVariant>
 #include <QPainter>
+#include <QScopeGuard>
 
 #include <gtest/gtest.h>
 
@@ -65,6 +66,11 @@ TEST(PortalColorScheme, WithoutBusFallsBackToGtkTheme) {
     home.write("gtk-3.0/settings.ini", "[Settings]\ngtk-theme-name=Adwaita-dark\n");
     const QByteArray oldConfig = qgetenv("XDG_CONFIG_HOME");
     const QByteArray oldTheme = qgetenv("GTK_THEME");
+    const auto restore = qScopeGuard([&] {
+        qputenv("XDG_CONFIG_HOME", oldConfig);
+        oldTheme.isEmpty() ? qunsetenv("GTK_THEME") : qputenv("GTK_THEME", oldTheme);
+        QDBusConnection::disconnectFromBus("nobus");
+    });
     qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
     qunsetenv("GTK_THEME");
     DesktopPortalAppearance source(none);
@@ -72,12 +78,6 @@ TEST(PortalColorScheme, WithoutBusFallsBackToGtkTheme) {
     EXPECT_TRUE(source.isDark());
     qputenv("GTK_THEME", "Adwaita");
     EXPECT_FALSE(source.isDark());
-    qputenv("XDG_CONFIG_HOME", oldConfig);
-    if (oldTheme.isEmpty())
-        qunsetenv("GTK_THEME");
-    else
-        qputenv("GTK_THEME", oldTheme);
-    QDBusConnection::disconnectFromBus("nobus");
 }
 
 class PaletteTest : public ::testing::Test {

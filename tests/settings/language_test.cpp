@@ -259,12 +259,14 @@ TEST(StringTablesTest, TheFiveTablesHoldTheSameKeysWithRealTextsAndMatchingPlace
     ASSERT_EQ(tables.size(), 5u) << "a built-in table is missing or unreadable";
     const StringTable& english = tables.at(QStringLiteral("en"));
     ASSERT_GT(english.texts().size(), 100);
-    const QList<QString> englishKeys = english.texts().keys();
-    const QSet<QString> keys(englishKeys.begin(), englishKeys.end());
+    const auto keySet = [](const StringTable& t) {
+        const QList<QString> keys = t.texts().keys();
+        return QSet<QString>(keys.begin(), keys.end());
+    };
+    const QSet<QString> keys = keySet(english);
 
     for (const auto& [code, table] : tables) {
-        const QList<QString> tableKeys = table.texts().keys();
-        const QSet<QString> own(tableKeys.begin(), tableKeys.end());
+        const QSet<QString> own = keySet(table);
         for (const QString& key : keys - own)
             ADD_FAILURE() << code.toStdString() << " lacks " << key.toStdString();
         for (const QString& key : own - keys)
