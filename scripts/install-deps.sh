@@ -13,7 +13,7 @@ PACKAGES=(
   fonts-dejavu-core
 )
 if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
-  PACKAGES+=(xfce4-panel x11-apps)
+  PACKAGES+=(xfce4-panel xfconf x11-apps)
 fi
 
 missing=()
