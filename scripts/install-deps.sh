@@ -5,7 +5,7 @@ set -euo pipefail
 
 PACKAGES=(
   build-essential cmake pkg-config ccache
-  qt6-base-dev qt6-base-dev-tools libqt6svg6-dev
+  qt6-base-dev qt6-base-dev-tools
   libsqlite3-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
