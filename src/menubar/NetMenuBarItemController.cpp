@@ -66,21 +66,16 @@ void NetMenuBarItemController::reloadBoxTypeFromSettings() {
 double NetMenuBarItemController::lengthForBoxType(BoxType type, const NetMenuBox& view) {
     switch (type) {
     case BoxType::compact:
-        return 48;
     case BoxType::wide:
     case BoxType::luxury:
-        return 124;
     case BoxType::stock:
-        return 104;
     case BoxType::solo:
-        return 32;
     case BoxType::largeWithCPU:
-        return 156;
     case BoxType::largeWithStock:
-        return 112;
+        return defaultWidthForBoxType(type);
     case BoxType::doubleSolo:
     case BoxType::large:
-        return view.defaultWidth();
+        return view.defaultWidth(); // these two fit their texts
     default:
         return 22;
     }

@@ -123,25 +123,20 @@ struct BatteryReading {
         return std::nullopt;
     }
     qint64 minutesToFull() const {
-        if (!charging())
-            return 0;
-        if (timeToFull && *timeToFull > 0)
-            return *timeToFull / 60;
-        auto missing = energyMissing();
-        auto rate = drain();
-        if (missing && rate && *rate > 0)
-            return *missing * 60 / *rate;
-        return -1;
+        return charging() ? minutesFrom(timeToFull, energyMissing()) : 0;
     }
     qint64 minutesToEmpty() const {
-        if (!discharging())
-            return 0;
-        if (timeToEmpty && *timeToEmpty > 0)
-            return *timeToEmpty / 60;
-        auto left = energyLeft();
-        auto rate = drain();
-        if (left && rate && *rate > 0)
-            return *left * 60 / *rate;
+        return discharging() ? minutesFrom(timeToEmpty, energyLeft()) : 0;
+    }
+    // The driver's own estimate in seconds when it gives one, else the energy still to move
+    // divided by the present rate; -1 while neither is known.
+    qint64 minutesFrom(const std::optional<qint64>& seconds,
+                       const std::optional<qint64>& energy) const {
+        if (seconds && *seconds > 0)
+            return *seconds / 60;
+        const auto rate = drain();
+        if (energy && rate && *rate > 0)
+            return *energy * 60 / *rate;
         return -1;
     }
 };
