@@ -122,8 +122,9 @@ ClientEnd printRemoteTicks(QDBusConnection& bus, RemoteTickPrinter& printer) {
         end = ClientEnd::Interrupted;
         loop.quit();
     });
-    // The instance may have ended between the name check and the subscription.
-    if (!AppServiceClient::instanceRunning(bus))
+    // The instance may have ended between the name check and the subscription; it sends
+    // ticks only to clients that follow it.
+    if (!AppServiceClient::instanceRunning(bus) || !AppServiceClient::follow(bus))
         end = ClientEnd::InstanceEnded;
     else
         loop.exec();

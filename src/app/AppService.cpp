@@ -9,6 +9,7 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusReply>
+#include <QDBusServiceWatcher>
 
 #include <cmath>
 
@@ -49,9 +50,39 @@ bool AppService::registerOn(QDBusConnection bus) {
 }
 
 void AppService::networkActivityDidUpdate(const ActivityRecord& record) {
-    if (registered_ && record)
+    // A broadcast nobody listens to still wakes the bus daemon every second.
+    if (registered_ && record && !followers_.isEmpty())
         emit Tick(QString::fromUtf8(MonitorPrinter::jsonLine(
             *record, cpuRateSource ? std::optional<QString>(cpuRateSource()) : std::nullopt)));
+}
+
+void AppService::Follow() {
+    if (!calledFromDBus())
+        return;
+    const QString who = message().service();
+    if (who.isEmpty() || followers_.contains(who))
+        return;
+    if (!followerWatcher_) {
+        followerWatcher_ = new QDBusServiceWatcher(this);
+        followerWatcher_->setConnection(connection());
+        followerWatcher_->setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
+        connect(followerWatcher_, &QDBusServiceWatcher::serviceUnregistered, this,
+                [this](const QString& name) {
+                    followers_.removeAll(name);
+                    followerWatcher_->removeWatchedService(name);
+                });
+    }
+    followers_.append(who);
+    followerWatcher_->addWatchedService(who);
+}
+
+void AppService::Unfollow() {
+    if (!calledFromDBus())
+        return;
+    const QString who = message().service();
+    followers_.removeAll(who);
+    if (followerWatcher_)
+        followerWatcher_->removeWatchedService(who);
 }
 
 void AppService::ShowPanel() {
@@ -311,6 +342,11 @@ bool instanceRunning(const QDBusConnection& bus) {
 
 bool showPanel(const QDBusConnection& bus) {
     const QDBusMessage reply = bus.call(methodCall("ShowPanel"), QDBus::Block, 5000);
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+bool follow(const QDBusConnection& bus) {
+    const QDBusMessage reply = bus.call(methodCall("Follow"), QDBus::Block, 5000);
     return reply.type() == QDBusMessage::ReplyMessage;
 }
 

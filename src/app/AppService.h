@@ -7,8 +7,11 @@
 #include <QDBusVariant>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <nlohmann/json.hpp>
+
+class QDBusServiceWatcher;
 
 #include <functional>
 #include <optional>
@@ -20,7 +23,10 @@
 //   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
 //   RemoveValue(s key)          removes a settings key and posts its notifications
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
-//   signal Tick(s line)         the JSON line of every activity record
+//   Follow()                    asks for Tick signals until the caller leaves the bus
+//   Unfollow()                  stops them again
+//   signal Tick(s line)         the JSON line of every activity record, sent only while
+//                               some client follows (nothing is built or sent otherwise)
 //   signal ValueChanged(s key)  after SetValue or RemoveValue
 //
 // Owning the bus name is what makes an instance the running one: one per user.
@@ -61,14 +67,21 @@ public slots:
     Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
     Q_SCRIPTABLE void RemoveValue(const QString& key);
     Q_SCRIPTABLE QString GetValue(const QString& key);
+    Q_SCRIPTABLE void Follow();
+    Q_SCRIPTABLE void Unfollow();
 
 signals:
     Q_SCRIPTABLE void Tick(const QString& line);
     Q_SCRIPTABLE void ValueChanged(const QString& key);
 
+public:
+    int followers() const { return static_cast<int>(followers_.size()); }
+
 private:
     QDBusConnection bus_;
     bool registered_ = false;
+    QStringList followers_; // unique names of the clients that asked for ticks
+    QDBusServiceWatcher* followerWatcher_ = nullptr;
 };
 
 // Client side of the service, used by a second `lumenstat`.
@@ -76,6 +89,8 @@ namespace AppServiceClient {
 // True when some process owns the service name on bus.
 bool instanceRunning(const QDBusConnection& bus);
 bool showPanel(const QDBusConnection& bus);
+// Asks the running instance for its Tick signals; false when it could not be asked.
+bool follow(const QDBusConnection& bus);
 // Empty on success, else the error text.
 QString setValue(const QDBusConnection& bus, const QString& key,
                  const std::optional<nlohmann::json>& value);

@@ -54,6 +54,7 @@ StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* paren
         ensureFallback();
     rendering_ = renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering),
                               sni_->watcherProcessName());
+    labelShown_ = hostShowsLabel(sni_->watcherProcessName());
     NotificationCenter::defaultCenter().addObserver(
         this, QString::fromLatin1(SettingsKey::TrayRendering),
         [this](const Notification&) { updateRendering(); });
@@ -76,13 +77,22 @@ StatusItem::Rendering StatusItem::renderingFor(const QString& setting,
     return Rendering::Square;
 }
 
+bool StatusItem::hostShowsLabel(const QString& hostProcessName) {
+    static const QStringList labelHosts = {QStringLiteral("gnome-shell"),
+                                           QStringLiteral("indicator-application-service"),
+                                           QStringLiteral("ayatana-indicator-application-service")};
+    return labelHosts.contains(hostProcessName, Qt::CaseInsensitive);
+}
+
 void StatusItem::updateRendering() {
+    const QString host = sni_->watcherProcessName();
     const Rendering next =
-        renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering),
-                     sni_->watcherProcessName());
-    if (next == rendering_)
+        renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering), host);
+    const bool label = hostShowsLabel(host);
+    if (next == rendering_ && label == labelShown_)
         return;
     rendering_ = next;
+    labelShown_ = label;
     refresh();
 }
 
@@ -186,6 +196,14 @@ QImage StatusItem::squareIcon(int pixels, const QColor& colour) {
     return image;
 }
 
+const QImage& StatusItem::cachedSquareIcon(int pixels, const QColor& colour) {
+    if (square_.width() != pixels || squareColour_ != colour.rgba()) {
+        square_ = squareIcon(pixels, colour);
+        squareColour_ = colour.rgba();
+    }
+    return square_;
+}
+
 void StatusItem::refresh() {
     refreshPending_ = false;
     const qreal dpr = devicePixelRatio();
@@ -201,9 +219,11 @@ void StatusItem::refresh() {
         view_->draw(p);
         p.end();
     } else {
-        next = squareIcon(static_cast<int>(std::lround(22 * dpr)), NetMenuBox::labelColor());
+        // The same picture every second: compared by its shared data, not pixel by pixel.
+        next = cachedSquareIcon(static_cast<int>(std::lround(22 * dpr)), NetMenuBox::labelColor());
     }
-    const bool pixelsChanged = next.size() != image_.size() || next != image_;
+    const bool pixelsChanged =
+        next.cacheKey() != image_.cacheKey() && (next.size() != image_.size() || next != image_);
     image_ = next;
     if (sni_) {
         if (pixelsChanged) {
@@ -214,7 +234,7 @@ void StatusItem::refresh() {
                 ++iconUpdates_;
         }
         sni_->setToolTip(kAppTitle, toolTip_);
-        if (rendering_ == Rendering::Square)
+        if (rendering_ == Rendering::Square && labelShown_)
             sni_->setLabel(label_, QStringLiteral("\u2191 8888 KB/s  \u2193 8888 KB/s"));
         else
             sni_->setLabel(QString(), QString());

@@ -65,6 +65,9 @@ public:
 
     // The picture of the square rendering.
     static QImage squareIcon(int pixels, const QColor& colour);
+    // Hosts that draw an item's label beside its icon (GNOME Shell's AppIndicator support and
+    // the Ayatana indicator services). Others never see it, so it is not sent to them.
+    static bool hostShowsLabel(const QString& hostProcessName);
 
 signals:
     // A click on the item, with the position the host reported (global coordinates).
@@ -74,6 +77,8 @@ private:
     void watcherChanged(bool present);
     void ensureFallback();
     void dropFallback();
+    // The square picture, drawn again only when its size or colour changed.
+    const QImage& cachedSquareIcon(int pixels, const QColor& colour);
 
     QDBusConnection bus_;
     double length_;
@@ -82,6 +87,9 @@ private:
     std::unique_ptr<StatusNotifierItem> sni_;
     QSystemTrayIcon* fallback_ = nullptr;
     QImage image_;
+    QImage square_;
+    QRgb squareColour_ = 0;
+    bool labelShown_ = false;
     QString label_;
     QString toolTip_;
     QPoint lastActivate_;

@@ -32,6 +32,19 @@ def seconds(time_text):
     return int(days or 0) * 86400 + total
 
 
+def ticks_on_bus(address, seconds):
+    """How many Tick signals the bus carried during the given seconds."""
+    if not shutil.which("dbus-monitor"):
+        return None
+    mon = subprocess.Popen(["dbus-monitor", "--address", address,
+                            "type='signal',interface='%s',member='Tick'" % IFACE],
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    time.sleep(seconds)
+    mon.terminate()
+    out = mon.communicate()[0]
+    return sum(1 for line in out.splitlines() if "member=Tick" in line)
+
+
 def run(args, env, timeout=60):
     return subprocess.run([binary()] + args, env=env, capture_output=True, text=True,
                           timeout=timeout)
@@ -54,6 +67,9 @@ def main():
         missing = [m for m in ("ShowPanel", "SetValue", "RemoveValue", "GetValue", "Tick",
                                "ValueChanged") if 'name="%s"' % m not in xml]
         checks.expect(not missing, "members missing on the bus: %r" % missing)
+        # Nobody follows yet: no Tick goes over the bus at all.
+        quiet = ticks_on_bus(bus.address, 2.5)
+        checks.expect(quiet in (0, None), "no Tick signal while nobody follows (%r)" % quiet)
 
         # A second plain start: asks the first to show itself and ends at once.
         began = time.monotonic()

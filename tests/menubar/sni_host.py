@@ -3,7 +3,9 @@
 
 Owns org.kde.StatusNotifierWatcher on the bus of DBUS_SESSION_BUS_ADDRESS, accepts item
 registrations and, like a tray host, reads each item's properties and follows its change
-signals. Every event is printed as one JSON line on stdout. Commands on stdin, one a line:
+signals. Every event is printed as one JSON line on stdout. With `--as NAME` the host takes
+NAME as its process name, as the item sees it (e.g. gnome-shell, a host that shows labels).
+Commands on stdin, one a line:
   activate X Y     calls Activate(X, Y) on the last registered item
   quit             ends the host (the watcher name goes away with it)
 """
@@ -94,6 +96,10 @@ class Watcher(dbus.service.Object):
 
 
 def main():
+    if len(sys.argv) == 3 and sys.argv[1] == "--as":
+        import ctypes
+        libc = ctypes.CDLL(None)
+        libc.prctl(15, sys.argv[2].encode()[:15], 0, 0, 0)  # PR_SET_NAME
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SessionBus()
     watcher = Watcher(bus)

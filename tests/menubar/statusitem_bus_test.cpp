@@ -1,6 +1,7 @@
-// The status item on a private session bus, seen from a small tray host (sni_host.py):
-// registration, the wide pixmap at the style's width and scale, updates per tick, a live
-// style switch, the square rendering's label and tooltip, clicks and watcher restarts.
+// The status item on a private session bus, seen from a small tray host (sni_host.py) with
+// ticks under the test's control: the wide pixmap, change-only updates, the square
+// rendering's label (sent only to hosts that show labels) and clicks. The real app's wiring
+// (live style switch, watcher restarts) is covered by statusitem_itest.py.
 #include "app/SettingValue.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
@@ -50,12 +51,13 @@ private:
 
 class Host {
 public:
-    explicit Host(const QString& address) {
+    explicit Host(const QString& address, const QString& processName = {}) {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("DBUS_SESSION_BUS_ADDRESS", address);
         proc_.setProcessEnvironment(env);
         proc_.setProgram("/usr/bin/python3");
-        proc_.setArguments({kHostScript});
+        proc_.setArguments(processName.isEmpty() ? QStringList{kHostScript}
+                                                 : QStringList{kHostScript, "--as", processName});
         proc_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         proc_.start();
     }
@@ -141,7 +143,7 @@ bool hostAvailable() {
     return probe.waitForFinished(3000) && probe.exitCode() == 0;
 }
 
-TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
+TEST(StatusItemOnBus, HostSeesChangeOnlyUpdatesLabelsForLabelHostsAndClicks) {
     if (!hostAvailable())
         GTEST_SKIP() << "dbus-daemon or python3 dbus/gi missing";
     PrivateBus bus;
@@ -149,7 +151,8 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
     QDBusConnection conn = QDBusConnection::connectToBus(bus.address, "statusitem-test");
     ASSERT_TRUE(conn.isConnected());
 
-    auto host = std::make_unique<Host>(bus.address);
+    // A host that shows labels beside icons, as GNOME Shell does.
+    auto host = std::make_unique<Host>(bus.address, "gnome-shell");
     ASSERT_TRUE(host->waitFor("ready"));
 
     auto& settings = SettingsDomain::standard();
@@ -166,8 +169,6 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         auto registered = host->waitFor("registered");
         ASSERT_TRUE(registered);
         EXPECT_EQ(firstPixmap(*registered), QSize(248, 44)) << "Wide: 124 x 22 points at 2x";
-        EXPECT_EQ(registered->value("category").toString(), "ApplicationStatus");
-        EXPECT_EQ(registered->value("status").toString(), "Active");
         EXPECT_EQ(registered->value("menu").toString(), "/NO_DBUSMENU");
         EXPECT_EQ(registered->value("label").toString(), "") << "no label in wide rendering";
 
@@ -177,19 +178,11 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         controller.itemContainer()->networkActivityDidUpdate(tick(12, 2345));
         auto icon = host->waitFor("NewIcon");
         ASSERT_TRUE(icon);
-        EXPECT_EQ(firstPixmap(*icon), QSize(248, 44));
-        const int opaqueAfterFirst = icon->value("opaque").toInt();
-        EXPECT_GT(opaqueAfterFirst, 50);
+        EXPECT_GT(icon->value("opaque").toInt(), 50);
         controller.itemContainer()->networkActivityDidUpdate(tick(12, 2345));
         EXPECT_EQ(host->countDuring("NewIcon", 400), 0);
         controller.itemContainer()->networkActivityDidUpdate(tick(900, 70000));
         EXPECT_TRUE(host->waitFor("NewIcon"));
-
-        // What `lumenstat --set app.netMenu.boxType=8` does in the running instance.
-        SettingValue::apply(SettingsKey::NetMenuBoxType, SettingValue::Json(8));
-        auto switched = host->waitFor(
-            "NewIcon", 3000, [](const QJsonObject& o) { return firstPixmap(o).width() == 312; });
-        EXPECT_TRUE(switched) << "LargeWithCPU: 156 points at 2x";
 
         // A click keeps the host's position.
         host->send("activate 321 7");
@@ -197,7 +190,7 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         host->countDuring("none", 200);
         EXPECT_EQ(clicked, QPoint(321, 7));
 
-        // Square rendering: a square icon, the speeds in label and tooltip.
+        // Square rendering: a square icon that is not sent again, the speeds in the label.
         SettingValue::apply(SettingsKey::TrayRendering, SettingValue::Json("square"));
         controller.itemContainer()->networkActivityDidUpdate(tick(12, 2345));
         auto label = host->waitFor("XAyatanaNewLabel", 3000, [](const QJsonObject& o) {
@@ -206,19 +199,25 @@ TEST(StatusItemOnBus, HostSeesWideSquareUpdatesClicksAndRestarts) {
         ASSERT_TRUE(label);
         EXPECT_TRUE(label->value("label").toString().contains("12 KB/s"));
         EXPECT_EQ(firstPixmap(*label), QSize(44, 44));
-        auto tip = host->waitFor("NewToolTip", 3000, [](const QJsonObject& o) {
-            return o.value("tooltip_text").toString().contains("2.29 MB/s");
-        });
-        EXPECT_TRUE(tip);
+        host->countDuring("none", 200);
+        controller.itemContainer()->networkActivityDidUpdate(tick(13, 2345));
+        EXPECT_TRUE(host->waitFor("XAyatanaNewLabel"));
+        EXPECT_EQ(host->countDuring("NewIcon", 300), 0) << "the square icon did not change";
 
-        // The watcher goes away and comes back: the item registers again.
+        // A host that shows no labels gets none: the speeds go to the tooltip only.
         host->stop();
         host = std::make_unique<Host>(bus.address);
         ASSERT_TRUE(host->waitFor("ready"));
         auto again = host->waitFor("registered");
         ASSERT_TRUE(again);
-        EXPECT_EQ(firstPixmap(*again), QSize(44, 44));
-        EXPECT_EQ(controller.statusItem()->statusNotifierItem()->registrations(), 2);
+        EXPECT_EQ(again->value("label").toString(), "");
+        controller.itemContainer()->networkActivityDidUpdate(tick(40, 50));
+        auto tip = host->waitFor("NewToolTip", 3000, [](const QJsonObject& o) {
+            return o.value("tooltip_text").toString().contains("50 KB/s");
+        });
+        ASSERT_TRUE(tip);
+        EXPECT_EQ(tip->value("label").toString(), "");
+        EXPECT_EQ(host->countDuring("XAyatanaNewLabel", 300), 0);
         host->stop();
     }
     settings.remove(SettingsKey::TrayRendering);

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Idle cost of Lumenstat as multiples of the floor program (bench/floor.cpp: wake once a
+# second, read /proc/net/dev, print a line), each measured side by side with a floor process
+# in the same window, so the machine's load affects both alike.
+#
+#   bench/idle.sh BUILD [SECONDS]
+#
+# 1. the headless monitor (`lumenstat --monitor`)          budget: 1.3x the floor
+# 2. the tray app in xfce4-panel under Xvfb, the panel's     budget: 2x the floor,
+#    (and X server's) extra CPU while the app runs included          RSS <= 30 MB
+# CPU time is the scheduler's exact run time of every thread (/proc/PID/task/*/schedstat),
+# taken after start-up has settled.
+set -uo pipefail
+BUILD=${1:-build}
+WINDOW=${2:-60}
+app=$(cd "$BUILD" && pwd)/lumenstat
+floor=$(cd "$BUILD" && pwd)/bench/lumenstat_floor
+for f in "$app" "$floor"; do
+  [ -x "$f" ] || { echo "idle: $f is not built" >&2; exit 1; }
+done
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+  sleep 0.3
+  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
+export XDG_CACHE_HOME="$work/cache" HOME="$work/home"
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME" "$HOME"
+chmod 700 "$XDG_RUNTIME_DIR"
+
+# Run time in ns of every thread of the given processes.
+run_ns() {
+  local total=0 p t
+  for p in "$@"; do
+    for t in /proc/"$p"/task/*/schedstat; do
+      [ -r "$t" ] && total=$((total + $(cut -d' ' -f1 "$t")))
+    done
+  done
+  echo "$total"
+}
+rss_mb() { awk '/VmRSS/ {printf "%.1f", $2 / 1024}' /proc/"$1"/status; }
+ratio() { python3 -c "import sys; a, b = int(sys.argv[1]), int(sys.argv[2]); print(f'{a / b:.2f}' if b else 'inf')" "$1" "$2"; }
+ms() { python3 -c "import sys; print(f'{int(sys.argv[1]) / 1e6:.1f}')" "$1"; }
+
+# --- 1. headless monitor ------------------------------------------------------------------
+echo "== headless monitor beside the floor, ${WINDOW} s after start-up"
+DBUS_SESSION_BUS_ADDRESS=disabled: "$app" --monitor >/dev/null 2>"$work/monitor.err" &
+mon=$!; pids+=("$mon")
+"$floor" >/dev/null &
+fl=$!; pids+=("$fl")
+sleep 5
+m0=$(run_ns "$mon"); f0=$(run_ns "$fl")
+sleep "$WINDOW"
+m1=$(run_ns "$mon"); f1=$(run_ns "$fl")
+mrss=$(rss_mb "$mon")
+kill "$mon" "$fl"; wait "$mon" "$fl" 2>/dev/null
+mcpu=$((m1 - m0)); fcpu=$((f1 - f0))
+echo "floor   $(ms $fcpu) ms"
+echo "monitor $(ms $mcpu) ms, RSS $mrss MB: $(ratio $mcpu $fcpu)x the floor (budget 1.3x)"
+
+# --- 2. tray app in xfce4-panel -----------------------------------------------------------
+for tool in Xvfb xfce4-panel xfconf-query dbus-daemon; do
+  command -v "$tool" >/dev/null || { echo "== tray app: skipped, $tool is not installed"; exit 0; }
+done
+echo "== tray app in xfce4-panel under Xvfb beside the floor, ${WINDOW} s after start-up"
+exec {dfd}<> <(:)
+Xvfb -displayfd "$dfd" -screen 0 800x200x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
+xvfb=$!; pids+=("$xvfb")
+display=""
+for _ in $(seq 50); do read -r -t 0.2 -u "$dfd" display && break; done
+[ -n "$display" ] || { echo "Xvfb did not start"; exit 1; }
+export DISPLAY=":$display"
+eval "$(dbus-daemon --session --fork --print-address=1 --print-pid=1 |
+  { read -r addr; read -r pid; echo "export DBUS_SESSION_BUS_ADDRESS='$addr'; bus_pid=$pid"; })"
+pids+=("$bus_pid")
+q() { xfconf-query -c xfce4-panel "$@"; }
+q -p /panels -n -a -t int -s 1
+q -p /panels/panel-1/position -n -t string -s "p=6;x=0;y=0"
+q -p /panels/panel-1/size -n -t uint -s 28
+q -p /panels/panel-1/length -n -t uint -s 100
+q -p /panels/panel-1/plugin-ids -n -a -t int -s 1
+q -p /plugins/plugin-1 -n -t string -s systray
+xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
+panel=$!; pids+=("$panel")
+sleep 4
+host() { echo "$panel $xvfb $bus_pid $(pgrep -f xfconfd | tr '\n' ' ') $(pgrep -P "$panel" | tr '\n' ' ')"; }
+# The host alone, beside a floor process.
+"$floor" >/dev/null &
+fl=$!; pids+=("$fl")
+sleep 2
+h0=$(run_ns $(host)); f0=$(run_ns "$fl")
+sleep "$WINDOW"
+h1=$(run_ns $(host)); f1=$(run_ns "$fl")
+idle_host=$((h1 - h0)); idle_floor=$((f1 - f0))
+# The host with the app.
+QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
+tray=$!; pids+=("$tray")
+sleep 8
+a0=$(run_ns "$tray"); h0=$(run_ns $(host)); f0=$(run_ns "$fl")
+sleep "$WINDOW"
+a1=$(run_ns "$tray"); h1=$(run_ns $(host)); f1=$(run_ns "$fl")
+trss=$(rss_mb "$tray")
+acpu=$((a1 - a0)); hcpu=$((h1 - h0)); fcpu=$((f1 - f0))
+# The host's extra: its CPU with the app minus its CPU without, scaled by the floors so the
+# two windows compare at the same machine speed.
+extra=$(python3 -c "import sys; h, hi, f, fi = map(int, sys.argv[1:]); print(max(0, int(h - hi * (f / fi if fi else 1))))" \
+  "$hcpu" "$idle_host" "$fcpu" "$idle_floor")
+echo "floor   $(ms $fcpu) ms"
+echo "tray app $(ms $acpu) ms, host's extra $(ms $extra) ms (host alone $(ms $idle_host) ms), RSS $trss MB"
+echo "tray app with its host's extra: $(ratio $((acpu + extra)) $fcpu)x the floor (budget 2x; RSS budget 30 MB)"
