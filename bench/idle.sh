@@ -88,7 +88,10 @@ q -p /plugins/plugin-1 -n -t string -s systray
 xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
 panel=$!; pids+=("$panel")
 sleep 4
-host() { echo "$panel $xvfb $bus_pid $(pgrep -f xfconfd | tr '\n' ' ') $(pgrep -P "$panel" | tr '\n' ' ')"; }
+# The host: the panel with its plug-in processes, the X server, the bus and xfconfd, fixed
+# once so both windows sum the same processes.
+hostpids="$panel $xvfb $bus_pid $(pgrep -f xfconfd | tr '\n' ' ') $(pgrep -P "$panel" | tr '\n' ' ')"
+host() { echo "$hostpids"; }
 # The host alone, beside a floor process.
 "$floor" >/dev/null &
 fl=$!; pids+=("$fl")

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Runs the micro benchmarks and the whole-process figures of the headless monitor:
+# Runs the micro benchmarks and the whole-process figures:
 #  - CPU time of `lumenstat --monitor --ticks 60` (start-up included), as a share of one core;
-#  - the steady-state share over 30 s after start-up, from the scheduler's exact run times.
+#  - the idle cost of the headless monitor and of the tray app in xfce4-panel, as multiples
+#    of the floor program run beside them (bench/idle.sh).
 set -euo pipefail
 BUILD=${1:-build}
 for b in "$BUILD"/bench/*_bench; do
@@ -21,15 +22,6 @@ python3 -c "
 u, s, rss, wall = $user, $sys, $maxrss, $wall
 print(f'wall {wall:.1f} s, cpu {u + s:.3f} s ({100 * (u + s) / wall:.3f} % of one core), max RSS {rss / 1024:.1f} MB')"
 
-echo "== steady state: 30 s after start-up"
-"$BUILD/lumenstat" --monitor >/dev/null &
-pid=$!
-sleep 3
-run_ns() { cat /proc/"$pid"/task/*/schedstat | awk '{s += $1} END {print s}'; }
-a=$(run_ns)
-sleep 30
-b=$(run_ns)
-rss=$(awk '/VmRSS/ {print $2}' /proc/"$pid"/status)
-kill "$pid"
-wait "$pid" 2>/dev/null || true
-python3 -c "print(f'cpu {($b - $a) / 1e6:.1f} ms over 30 s ({($b - $a) / 30e9 * 100:.3f} % of one core), RSS {$rss / 1024:.1f} MB')"
+# Idle cost against the floor program, side by side (headless monitor and the tray app in
+# xfce4-panel under Xvfb).
+bash "$(dirname "$0")/idle.sh" "$BUILD" "${LUMENSTAT_IDLE_SECONDS:-60}"
