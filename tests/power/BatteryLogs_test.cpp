@@ -103,37 +103,34 @@ TEST_F(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
     EXPECT_EQ(capacities(log), (std::vector<int64_t>{3000, 3000}));
 }
 
-TEST_F(BatteryHealthLog, ReportNotLoadedLogsNothing) {
-    BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
-    ReportFixture r; // never loaded
-    log.logBatteryHealthIfNeed(&r.report);
-    log.logBatteryHealthIfNeed(nullptr);
-    EXPECT_TRUE(log.items().empty());
-    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
-}
-
-TEST_F(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
+TEST_F(BatteryHealthLog, NothingToLogAndDeletes) {
     QDateTime now = day(2025, 3, 1);
     BatteryHealthLogger log(&group, [&] { return now; });
-    ReportFixture r;
-    for (int d = 1; d <= 3; ++d) {
-        now = day(2025, 3, d);
-        r.set(d, 3000 + d, 4000);
-        log.logBatteryHealthIfNeed(&r.report);
-    }
-    group.remove(SettingsKey::BatteryHealthData);
-    log.deleteItemAt(3);
-    log.deleteItemAt(4);
-    log.deleteItemAt(-1);
-    EXPECT_EQ(log.items().size(), 3u);
+    ReportFixture r; // not loaded yet
+    log.logBatteryHealthIfNeed(&r.report);
+    log.logBatteryHealthIfNeed(nullptr);
+    r.set(4, 0, 0); // a battery known only by its percentage
+    log.logBatteryHealthIfNeed(&r.report);
     EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
 
+    // A negative cycle count is no count, never a fault.
+    for (int d = 1; d <= 3; ++d) {
+        now = day(2025, 3, d);
+        r.set(d == 2 ? -5 : d, 3000 + d, 4000);
+        log.logBatteryHealthIfNeed(&r.report);
+    }
+    EXPECT_EQ(log.items()[1], (BatteryHealthLogger::Item{"2025-03-02", 0, 3002, 4000}));
+
+    group.remove(SettingsKey::BatteryHealthData);
+    for (int64_t outside : {3, 4, -1})
+        log.deleteItemAt(outside);
+    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
     log.deleteItemAt(1);
     EXPECT_EQ(capacities(log), (std::vector<int64_t>{3001, 3003}));
     EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->size(), 2u);
 }
 
-TEST_F(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
+TEST_F(BatteryHealthLog, MalformedAndImpossibleStoredEntriesAreDropped) {
     group.setValue(
         SettingsKey::BatteryHealthData,
         Json::array(
@@ -141,7 +138,10 @@ TEST_F(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
              {{"date", "2025-01-02"}, {"cycle", 7}, {"fullCapacity", 1}},
              {{"date", 20250103}, {"cycle", 7}, {"fullCapacity", 1}, {"maxCapacity", 2}},
              {{"date", "2025-01-04"}, {"cycle", 7}, {"fullCapacity", 1.5}, {"maxCapacity", 2}},
-             entry("2025-01-05", 8, 3, 4)}));
+             entry("2025-01-05", 8, 3, 4),
+             entry("2025-01-06", -1, 3, 4),
+             entry("2025-01-07", 8, -3, 4),
+             entry("2025-01-08", 8, 3, 0)}));
     BatteryHealthLogger log(&group);
     ASSERT_EQ(log.items().size(), 1u);
     EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-01-05", 8, 3, 4}));
@@ -254,17 +254,13 @@ TEST(PowerPercentageLog, TimingRules) {
     EXPECT_EQ(log->dataset().back()["Cap"], 40);
     EXPECT_EQ(log->dataset().back()["Fake"], false);
     EXPECT_EQ(f.posts, 3);
-}
 
-TEST(PowerPercentageLog, ClockSetBackCountsAsAGap) {
-    PercentageFixture f;
-    auto log = f.make();
+    // A clock set back 25 minutes counts as a gap as well.
+    const double latest = f.now;
+    f.now = latest - 1500;
     log->needsUpdate();
-    const double last = f.now;
-    f.now = last - 1500;
-    log->needsUpdate();
-    ASSERT_EQ(log->dataset().size(), 1011u);
-    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), last + 1200);
+    ASSERT_EQ(log->dataset().size(), 1014u);
+    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), latest + 1200);
 }
 
 TEST(PowerPercentageLog, EightDaysAwayReseeds) {
@@ -306,6 +302,15 @@ TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     auto exact = f.make();
     EXPECT_EQ(exact->dataset().back()["Cap"], 51); // exactly 1008: taken
+
+    // Points that cannot be real are dropped, the rest is kept.
+    stored[3]["Cap"] = -4;
+    stored[4]["Cap"] = 4000;
+    stored[5]["Time"] = -1.0;
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    auto trimmed = f.make();
+    EXPECT_EQ(trimmed->dataset().size(), 1005u);
+    EXPECT_EQ(trimmed->dataset().back()["Cap"], 51);
 
     stored[3] = 17;
     f.group.setValue(SettingsKey::BatteryRawData, stored);
