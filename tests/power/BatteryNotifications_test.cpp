@@ -96,42 +96,6 @@ TEST(BatteryNotificationDecisions, Walks) {
     }
 }
 
-TEST(BatteryNotificationDecisions, Arming) {
-    Harness h;
-    h.levels = {"20"};
-    h.walk({55});
-    EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 55);
-    EXPECT_FALSE(h.dispatcher.percentage50ReadyToPost()); // the first call arms nothing
-    h.walk({54});
-    EXPECT_TRUE(h.dispatcher.percentage10ReadyToPost());
-    EXPECT_TRUE(h.dispatcher.percentage50ReadyToPost()); // armed even when not chosen
-    h.walk({9});
-    EXPECT_FALSE(h.dispatcher.percentage20ReadyToPost());
-
-    // A reset arms every level below the cached value and disarms nothing.
-    Harness g;
-    g.dispatcher.setCacheBatteryPercentage(31);
-    g.dispatcher.resetReadyToPost();
-    EXPECT_TRUE(g.dispatcher.percentage10ReadyToPost());
-    EXPECT_TRUE(g.dispatcher.percentage30ReadyToPost());
-    EXPECT_FALSE(g.dispatcher.percentage40ReadyToPost());
-    g.dispatcher.setCacheBatteryPercentage(5);
-    g.dispatcher.resetReadyToPost();
-    EXPECT_TRUE(g.dispatcher.percentage30ReadyToPost());
-}
-
-TEST(BatteryNotificationDecisions, ImageFollowsTheAppearance) {
-    Harness h;
-    h.levels = {"50"};
-    h.walk({60, 55});
-    h.dark = true;
-    h.walk({50});
-    ASSERT_EQ(h.posted.size(), 1u);
-    const QImage& c = h.posted[0].canvas;
-    EXPECT_EQ(c, BatteryNotificationImages::canvas("battery_50_dark"));
-    EXPECT_NE(c, BatteryNotificationImages::canvas("battery_50_light"));
-}
-
 TEST(BatteryNotificationDecisions, SubtitleFromTheReport) {
     auto fake = std::make_shared<FakePowerSources>();
     fake->registry = QVariantMap{};
@@ -154,16 +118,13 @@ TEST(BatteryNotificationDecisions, SubtitleFromTheReport) {
               L("battery.notification.timeRemaining") + ": battery.powerSourceState.calculating");
     for (double unknown : {-1.0, -2.0})
         EXPECT_FALSE(walk(unknown, "AC Power").has_value());
-}
 
-TEST(BatteryNotificationDecisions, NothingWithoutBatteryOrReport) {
-    auto fake = std::make_shared<FakePowerSources>();
-    YYSystemBatteryReport unloaded(fake, [] { return true; });
+    // Nothing without a battery or a loaded report.
+    YYSystemBatteryReport unloaded(std::make_shared<FakePowerSources>(), [] { return true; });
     Harness h;
-    h.levels = {"50"};
     h.dispatcher.postBatteryUserNotificationIfNeed(true, &unloaded);
     h.dispatcher.postBatteryUserNotificationIfNeed(true, nullptr);
-    h.dispatcher.postBatteryUserNotificationIfNeed(false, &unloaded);
+    h.dispatcher.postBatteryUserNotificationIfNeed(false, &report);
     EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 0);
 }
 
@@ -186,6 +147,15 @@ TEST(BatteryNotificationImagesTest, PicturesPerLevelAndAppearance) {
         }
     }
     EXPECT_EQ(seen.size(), 12); // every picture differs
+
+    // A notification carries the picture of its level in the current appearance.
+    Harness h;
+    h.levels = {"50"};
+    h.walk({60, 55});
+    h.dark = true;
+    h.walk({50});
+    ASSERT_EQ(h.posted.size(), 1u);
+    EXPECT_EQ(h.posted[0].canvas, BatteryNotificationImages::canvas("battery_50_dark"));
     EXPECT_TRUE(BatteryNotificationImages::image("battery_60_dark").isNull());
     EXPECT_TRUE(BatteryNotificationImages::image("battery_50_dim").isNull());
     EXPECT_EQ(qAlpha(BatteryNotificationImages::canvas("bolt").pixel(96, 96)), 0);
