@@ -31,6 +31,8 @@ public:
     virtual ~PowerSourceProvider() = default;
     // Absent when the power-source list cannot be read at all.
     virtual std::optional<PowerSourceSnapshot> snapshot() = 0;
-    // The first battery's registry dictionary; absent when there is no battery entry.
+    // The battery's registry dictionary; absent when there is no battery entry.
     virtual std::optional<QVariantMap> batteryRegistry() = 0;
+    // Where the sources are read from, for messages; empty when there is nothing to name.
+    virtual QString location() const { return QString(); }
 };

@@ -2,7 +2,7 @@
 
 #include "BatteryHealthLogger.h"
 #include "YYSystemBatteryReport.h"
-#include "platform/linux/LinuxPowerSupply.h"
+#include "platform/PowerSources.h"
 #include "settings/Language.h"
 #include "settings/SettingsDomain.h"
 
@@ -38,9 +38,8 @@ int runBatteryCommand(std::FILE* out, std::shared_ptr<PowerSourceProvider> provi
     const bool present = YYSystemBatteryReport::presenceIn(*provider);
     if (!present) {
         QString where;
-        if (auto* sysfs = dynamic_cast<LinuxPowerSupply*>(provider.get()))
-            where =
-                QStringLiteral(" (nothing present under %1)").arg(sysfs->powerSupplyDirectory());
+        if (const QString location = provider->location(); !location.isEmpty())
+            where = QStringLiteral(" (nothing present under %1)").arg(location);
         print(out, QStringLiteral("This machine has no battery%1.\n").arg(where));
         return 0;
     }

@@ -11,6 +11,13 @@
 
 using Json = nlohmann::json;
 
+namespace {
+// Counts and capacities below zero, or no design capacity, cannot come from a battery.
+bool isReal(const BatteryHealthLogger::Item& item) {
+    return item.cycle >= 0 && item.fullCapacity >= 0 && item.maxCapacity > 0;
+}
+} // namespace
+
 BatteryHealthLogger& BatteryHealthLogger::shared() {
     static BatteryHealthLogger* logger = new BatteryHealthLogger(&SettingsDomain::group());
     return *logger;
@@ -44,8 +51,10 @@ BatteryHealthLogger::BatteryHealthLogger(SettingsDomain* group, Clock clock)
         if (!date->is_string() || !cycle->is_number_integer() || !full->is_number_integer() ||
             !max->is_number_integer())
             continue;
-        items_.push_back(Item{QString::fromStdString(date->get<std::string>()),
-                              cycle->get<int64_t>(), full->get<int64_t>(), max->get<int64_t>()});
+        Item item{QString::fromStdString(date->get<std::string>()), cycle->get<int64_t>(),
+                  full->get<int64_t>(), max->get<int64_t>()};
+        if (isReal(item))
+            items_.push_back(std::move(item));
     }
 }
 
@@ -66,6 +75,9 @@ BatteryHealthLogger::freshItem(const QString& today, const YYSystemBatteryReport
 
 void BatteryHealthLogger::logBatteryHealthIfNeed(const YYSystemBatteryReport* report) {
     if (!report || !report->successedLoadBatteryReport())
+        return;
+    // A battery that gives only a percentage has no capacities to keep.
+    if (report->maxCapacity().value_or(0) <= 0 || report->fullCapacity().value_or(0) < 0)
         return;
     const QString today = dayText(clock_());
 

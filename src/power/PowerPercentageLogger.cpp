@@ -10,6 +10,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+
+namespace {
+// A point with a percentage outside 0...100 or a time that is no moment.
+bool isReal(const nlohmann::json& point) {
+    const auto cap = point.find("Cap");
+    const auto time = point.find("Time");
+    if (cap != point.end() && cap->is_number() &&
+        !(cap->get<double>() >= 0.0 && cap->get<double>() <= 100.0))
+        return false;
+    if (time != point.end() && time->is_number() &&
+        !(std::isfinite(time->get<double>()) && time->get<double>() >= 0.0))
+        return false;
+    return true;
+}
+} // namespace
 
 PowerPercentageLogger& PowerPercentageLogger::shared() {
     static PowerPercentageLogger* logger = new PowerPercentageLogger(Environment{
@@ -39,8 +55,11 @@ void PowerPercentageLogger::load() {
         const bool dictionaries = std::all_of(stored->begin(), stored->end(),
                                               [](const Json& p) { return p.is_object(); });
         if (dictionaries && stored->size() == size_t(kStoredPoints)) {
-            dataset_.assign(stored->begin(), stored->end());
-            return;
+            // Points that cannot be real are dropped; the chart and the next save cope
+            // with a shorter week.
+            std::copy_if(stored->begin(), stored->end(), std::back_inserter(dataset_), isReal);
+            if (!dataset_.empty())
+                return;
         }
     }
     // A fresh week of placeholders ending one interval ago.

@@ -6,6 +6,7 @@
 #include <QMetaType>
 #include <QTimeZone>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <mutex>
@@ -68,6 +69,18 @@ std::optional<int64_t> boxedInteger(const QVariantMap& map, const char* key) {
     if (!v.isValid() || v.isNull())
         return std::nullopt;
     return v.toLongLong();
+}
+
+// A count below zero cannot be real: read as none.
+uint64_t count(const QVariantMap& map, const char* key) {
+    return static_cast<uint64_t>(std::max<int64_t>(0, integer(map, key)));
+}
+
+// A registry text as it may be shown: without control characters.
+QString printable(const QVariantMap& map, const char* key) {
+    QString text = map.value(QLatin1String(key)).toString();
+    text.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    return text;
 }
 
 bool isBooleanObject(const QVariant& v, bool expected) {
@@ -145,17 +158,17 @@ bool YYSystemBatteryReport::loadBatteryInfos() {
         return false;
     const QVariantMap& p = *found;
 
-    serial_ = p.value(QStringLiteral("BatterySerialNumber")).toString();
-    model_ = p.value(QStringLiteral("DeviceName")).toString();
-    manufacturer_ = p.value(QStringLiteral("Manufacturer")).toString();
+    serial_ = printable(p, "BatterySerialNumber");
+    model_ = printable(p, "DeviceName");
+    manufacturer_ = printable(p, "Manufacturer");
 
     manufactureDate_ = decodeManufactureDate(static_cast<int32_t>(integer(p, "ManufactureDate")));
     age_ = manufactureDate_.date().daysTo(clock_().date());
     if (clock_().time() < manufactureDate_.time())
         --age_;
 
-    cycleCount_ = static_cast<uint64_t>(integer(p, "CycleCount"));
-    maxCycleCount_ = static_cast<uint64_t>(integer(p, "DesignCycleCount9C"));
+    cycleCount_ = count(p, "CycleCount");
+    maxCycleCount_ = count(p, "DesignCycleCount9C");
 
     presented_ = p.value(QStringLiteral("BatteryInstalled")).toBool();
     fulled_ = p.value(QStringLiteral("FullyCharged")).toBool();

@@ -34,6 +34,11 @@ void CPUReader::reload() {
         cpuRate_ = QStringLiteral("--");
         return;
     }
+    // Counters that went backwards (a reset, a suspended guest, a bad read) give no rate.
+    const bool backwards =
+        previousRead_ && (read->user < previousRead_->user ||
+                          read->system < previousRead_->system || read->idle < previousRead_->idle);
+    previousRead_ = read;
     Ticks now;
     now.user = static_cast<uint32_t>(read->user);
     now.system = static_cast<uint32_t>(read->system);
@@ -41,7 +46,7 @@ void CPUReader::reload() {
     now.nice = static_cast<uint32_t>(read->nice);
     const std::optional<int> load = loadBetween(prev_cpu_load_, now);
     prev_cpu_load_ = now;
-    if (!load) {
+    if (!load || backwards) {
         cpuRate_ = QStringLiteral("--");
         return;
     }

@@ -24,7 +24,8 @@ public:
     void reload();
 
     // The latest load as a whole-number text, or "--" when the last reading made no sense
-    // (a counter wrap) or the counters could not be read. Empty before the first reading.
+    // (a counter wrap, counters that went backwards) or the counters could not be read. Empty
+    // before the first reading.
     const QString& cpuRate() const { return cpuRate_; }
     // The average of the kept readings above 0 as text; absent while nothing is kept.
     std::optional<QString> avg() const;
@@ -51,6 +52,7 @@ public:
 private:
     std::shared_ptr<CpuLoadSource> source_;
     Ticks prev_cpu_load_;
+    std::optional<CpuLoadCounters> previousRead_;
     QString cpuRate_;
     double cpuTemperature_ = 0.0;
     std::vector<int> numbers_;

@@ -66,74 +66,58 @@ TEST_F(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
 
     r.set(10, 3812, 4382);
     log.logBatteryHealthIfNeed(&r.report);
-    ASSERT_EQ(log.items().size(), 1u);
-    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-03-01", 10, 3812, 4382}));
-
     now = day(2025, 3, 1, 18);
-    r.set(11, 3820, 4400);
+    r.set(11, 3820, 4400); // a rise replaces the day's entry
     log.logBatteryHealthIfNeed(&r.report);
-    ASSERT_EQ(log.items().size(), 1u);
-    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-03-01", 11, 3820, 4400}));
-
-    r.set(12, 3790, 4400);
+    r.set(12, 3790, 4400); // a fall does not
     log.logBatteryHealthIfNeed(&r.report);
-    EXPECT_EQ(capacities(log), std::vector<int64_t>{3820});
-
+    EXPECT_EQ(log.items(),
+              (std::vector<BatteryHealthLogger::Item>{{"2025-03-01", 11, 3820, 4400}}));
     now = day(2025, 3, 2, 0);
     log.logBatteryHealthIfNeed(&r.report);
     EXPECT_EQ(capacities(log), (std::vector<int64_t>{3820, 3790}));
 
     // The stored form is the list, and a new logger reads it back.
-    const Json stored = *group.array(SettingsKey::BatteryHealthData);
-    ASSERT_EQ(stored.size(), 2u);
-    EXPECT_EQ(stored[1], entry("2025-03-02", 12, 3790, 4400));
-    BatteryHealthLogger again(&group, [&] { return now; });
-    EXPECT_EQ(again.items(), log.items());
-}
+    EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->at(1),
+              entry("2025-03-02", 12, 3790, 4400));
+    EXPECT_EQ(BatteryHealthLogger(&group).items(), log.items());
 
-TEST_F(BatteryHealthLog, ClockSetBackFindsTodayAnywhereInTheLog) {
-    group.setValue(
-        SettingsKey::BatteryHealthData,
-        Json::array({entry("2025-03-05", 1, 3000, 4000), entry("2025-03-06", 2, 3000, 4000)}));
-    BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
-    ReportFixture r;
-    r.set(3, 3500, 4000);
+    // With the clock set back, today is found anywhere in the log: no rise is recorded
+    // for an entry that is not the last, and nothing is appended.
+    now = day(2025, 3, 1, 20);
+    r.set(13, 3900, 4400);
     log.logBatteryHealthIfNeed(&r.report);
-    // Today's entry is not the last one, so no rise is recorded and nothing is appended.
-    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3000, 3000}));
+    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3820, 3790}));
 }
 
-TEST_F(BatteryHealthLog, ReportNotLoadedLogsNothing) {
-    BatteryHealthLogger log(&group, [] { return day(2025, 3, 5); });
-    ReportFixture r; // never loaded
-    log.logBatteryHealthIfNeed(&r.report);
-    log.logBatteryHealthIfNeed(nullptr);
-    EXPECT_TRUE(log.items().empty());
-    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
-}
-
-TEST_F(BatteryHealthLog, DeleteOutsideTheListDoesNotSave) {
+TEST_F(BatteryHealthLog, NothingToLogAndDeletes) {
     QDateTime now = day(2025, 3, 1);
     BatteryHealthLogger log(&group, [&] { return now; });
-    ReportFixture r;
-    for (int d = 1; d <= 3; ++d) {
-        now = day(2025, 3, d);
-        r.set(d, 3000 + d, 4000);
-        log.logBatteryHealthIfNeed(&r.report);
-    }
-    group.remove(SettingsKey::BatteryHealthData);
-    log.deleteItemAt(3);
-    log.deleteItemAt(4);
-    log.deleteItemAt(-1);
-    EXPECT_EQ(log.items().size(), 3u);
+    ReportFixture r; // not loaded yet
+    log.logBatteryHealthIfNeed(&r.report);
+    log.logBatteryHealthIfNeed(nullptr);
+    r.set(4, 0, 0); // a battery known only by its percentage
+    log.logBatteryHealthIfNeed(&r.report);
     EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
 
+    // A negative cycle count is no count, never a fault.
+    for (int d = 1; d <= 3; ++d) {
+        now = day(2025, 3, d);
+        r.set(d == 2 ? -5 : d, 3000 + d, 4000);
+        log.logBatteryHealthIfNeed(&r.report);
+    }
+    EXPECT_EQ(log.items()[1], (BatteryHealthLogger::Item{"2025-03-02", 0, 3002, 4000}));
+
+    group.remove(SettingsKey::BatteryHealthData);
+    for (int64_t outside : {3, 4, -1})
+        log.deleteItemAt(outside);
+    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
     log.deleteItemAt(1);
     EXPECT_EQ(capacities(log), (std::vector<int64_t>{3001, 3003}));
     EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->size(), 2u);
 }
 
-TEST_F(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
+TEST_F(BatteryHealthLog, MalformedAndImpossibleStoredEntriesAreDropped) {
     group.setValue(
         SettingsKey::BatteryHealthData,
         Json::array(
@@ -141,7 +125,10 @@ TEST_F(BatteryHealthLog, MalformedStoredEntriesAreDropped) {
              {{"date", "2025-01-02"}, {"cycle", 7}, {"fullCapacity", 1}},
              {{"date", 20250103}, {"cycle", 7}, {"fullCapacity", 1}, {"maxCapacity", 2}},
              {{"date", "2025-01-04"}, {"cycle", 7}, {"fullCapacity", 1.5}, {"maxCapacity", 2}},
-             entry("2025-01-05", 8, 3, 4)}));
+             entry("2025-01-05", 8, 3, 4),
+             entry("2025-01-06", -1, 3, 4),
+             entry("2025-01-07", 8, -3, 4),
+             entry("2025-01-08", 8, 3, 0)}));
     BatteryHealthLogger log(&group);
     ASSERT_EQ(log.items().size(), 1u);
     EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-01-05", 8, 3, 4}));
@@ -213,19 +200,15 @@ TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
     EXPECT_EQ(f.standard.array(SettingsKey::BatteryRawData)->size(), 1008u);
     EXPECT_EQ(f.posts, 0);
 
-    // Ten minutes after the seed's last point a real reading is due.
+    // Ten minutes after the seed's last point a real reading is due; the group copy
+    // keeps the newest week only, and the next start takes it as it is.
     log->needsUpdate();
-    ASSERT_EQ(log->dataset().size(), 1009u);
     EXPECT_EQ(log->dataset().back(), point(false, 67, true, f.now));
     EXPECT_EQ(f.posts, 1);
-    // The group copy keeps the newest week only.
     const Json saved = *f.group.array(SettingsKey::BatteryRawData);
-    ASSERT_EQ(saved.size(), 1008u);
-    EXPECT_EQ(saved.back(), log->dataset().back());
+    EXPECT_EQ(saved.size(), 1008u);
     EXPECT_EQ(saved.front(), log->dataset()[1]);
-    // And the next start takes it as it is.
-    auto reloaded = f.make();
-    EXPECT_EQ(reloaded->dataset().back(), log->dataset().back());
+    EXPECT_EQ(f.make()->dataset().back(), log->dataset().back());
 }
 
 TEST(PowerPercentageLog, TimingRules) {
@@ -254,46 +237,33 @@ TEST(PowerPercentageLog, TimingRules) {
     EXPECT_EQ(log->dataset().back()["Cap"], 40);
     EXPECT_EQ(log->dataset().back()["Fake"], false);
     EXPECT_EQ(f.posts, 3);
+
+    // A clock set back 25 minutes counts as a gap as well.
+    const double latest = f.now;
+    f.now = latest - 1500;
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1014u);
+    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), latest + 1200);
 }
 
-TEST(PowerPercentageLog, ClockSetBackCountsAsAGap) {
-    PercentageFixture f;
-    auto log = f.make();
-    log->needsUpdate();
-    const double last = f.now;
-    f.now = last - 1500;
-    log->needsUpdate();
-    ASSERT_EQ(log->dataset().size(), 1011u);
-    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), last + 1200);
-}
-
-TEST(PowerPercentageLog, EightDaysAwayReseeds) {
-    PercentageFixture f;
-    auto log = f.make();
-    log->needsUpdate();
-    f.group.setValue("marker", true);
-    f.now += 8 * 86400;
-    log->needsUpdate();
-    ASSERT_EQ(log->dataset().size(), 1008u);
-    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), f.now - 600);
-    EXPECT_EQ(log->dataset().back()["Fake"], true);
-    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
-    EXPECT_EQ(f.posts, 2);
-}
-
-TEST(PowerPercentageLog, NoReadingWithoutALoadedReport) {
+TEST(PowerPercentageLog, NoReadingWithoutALoadedReportAndAWeekAwayReseeds) {
     PercentageFixture f;
     f.battery = false;
     auto log = f.make();
     log->needsUpdate();
     EXPECT_EQ(log->dataset().size(), 1008u);
     EXPECT_EQ(f.posts, 1); // the due call still tells the chart
-
     f.battery = true;
     f.r.fake->registry.reset();
     f.r.report.loadReports();
     log->needsUpdate();
     EXPECT_EQ(log->dataset().size(), 1008u);
+
+    f.now += 8 * 86400;
+    log->needsUpdate();
+    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), f.now - 600);
+    EXPECT_EQ(log->dataset().back()["Fake"], true);
+    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
 }
 
 TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
@@ -306,6 +276,15 @@ TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     auto exact = f.make();
     EXPECT_EQ(exact->dataset().back()["Cap"], 51); // exactly 1008: taken
+
+    // Points that cannot be real are dropped, the rest is kept.
+    stored[3]["Cap"] = -4;
+    stored[4]["Cap"] = 4000;
+    stored[5]["Time"] = -1.0;
+    f.group.setValue(SettingsKey::BatteryRawData, stored);
+    auto trimmed = f.make();
+    EXPECT_EQ(trimmed->dataset().size(), 1005u);
+    EXPECT_EQ(trimmed->dataset().back()["Cap"], 51);
 
     stored[3] = 17;
     f.group.setValue(SettingsKey::BatteryRawData, stored);

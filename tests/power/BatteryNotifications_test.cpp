@@ -96,42 +96,6 @@ TEST(BatteryNotificationDecisions, Walks) {
     }
 }
 
-TEST(BatteryNotificationDecisions, Arming) {
-    Harness h;
-    h.levels = {"20"};
-    h.walk({55});
-    EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 55);
-    EXPECT_FALSE(h.dispatcher.percentage50ReadyToPost()); // the first call arms nothing
-    h.walk({54});
-    EXPECT_TRUE(h.dispatcher.percentage10ReadyToPost());
-    EXPECT_TRUE(h.dispatcher.percentage50ReadyToPost()); // armed even when not chosen
-    h.walk({9});
-    EXPECT_FALSE(h.dispatcher.percentage20ReadyToPost());
-
-    // A reset arms every level below the cached value and disarms nothing.
-    Harness g;
-    g.dispatcher.setCacheBatteryPercentage(31);
-    g.dispatcher.resetReadyToPost();
-    EXPECT_TRUE(g.dispatcher.percentage10ReadyToPost());
-    EXPECT_TRUE(g.dispatcher.percentage30ReadyToPost());
-    EXPECT_FALSE(g.dispatcher.percentage40ReadyToPost());
-    g.dispatcher.setCacheBatteryPercentage(5);
-    g.dispatcher.resetReadyToPost();
-    EXPECT_TRUE(g.dispatcher.percentage30ReadyToPost());
-}
-
-TEST(BatteryNotificationDecisions, ImageFollowsTheAppearance) {
-    Harness h;
-    h.levels = {"50"};
-    h.walk({60, 55});
-    h.dark = true;
-    h.walk({50});
-    ASSERT_EQ(h.posted.size(), 1u);
-    const QImage& c = h.posted[0].canvas;
-    EXPECT_EQ(c, BatteryNotificationImages::canvas("battery_50_dark"));
-    EXPECT_NE(c, BatteryNotificationImages::canvas("battery_50_light"));
-}
-
 TEST(BatteryNotificationDecisions, SubtitleFromTheReport) {
     auto fake = std::make_shared<FakePowerSources>();
     fake->registry = QVariantMap{};
@@ -154,16 +118,13 @@ TEST(BatteryNotificationDecisions, SubtitleFromTheReport) {
               L("battery.notification.timeRemaining") + ": battery.powerSourceState.calculating");
     for (double unknown : {-1.0, -2.0})
         EXPECT_FALSE(walk(unknown, "AC Power").has_value());
-}
 
-TEST(BatteryNotificationDecisions, NothingWithoutBatteryOrReport) {
-    auto fake = std::make_shared<FakePowerSources>();
-    YYSystemBatteryReport unloaded(fake, [] { return true; });
+    // Nothing without a battery or a loaded report.
+    YYSystemBatteryReport unloaded(std::make_shared<FakePowerSources>(), [] { return true; });
     Harness h;
-    h.levels = {"50"};
     h.dispatcher.postBatteryUserNotificationIfNeed(true, &unloaded);
     h.dispatcher.postBatteryUserNotificationIfNeed(true, nullptr);
-    h.dispatcher.postBatteryUserNotificationIfNeed(false, &unloaded);
+    h.dispatcher.postBatteryUserNotificationIfNeed(false, &report);
     EXPECT_EQ(h.dispatcher.cacheBatteryPercentage(), 0);
 }
 
@@ -186,6 +147,15 @@ TEST(BatteryNotificationImagesTest, PicturesPerLevelAndAppearance) {
         }
     }
     EXPECT_EQ(seen.size(), 12); // every picture differs
+
+    // A notification carries the picture of its level in the current appearance.
+    Harness h;
+    h.levels = {"50"};
+    h.walk({60, 55});
+    h.dark = true;
+    h.walk({50});
+    ASSERT_EQ(h.posted.size(), 1u);
+    EXPECT_EQ(h.posted[0].canvas, BatteryNotificationImages::canvas("battery_50_dark"));
     EXPECT_TRUE(BatteryNotificationImages::image("battery_60_dark").isNull());
     EXPECT_TRUE(BatteryNotificationImages::image("battery_50_dim").isNull());
     EXPECT_EQ(qAlpha(BatteryNotificationImages::canvas("bolt").pixel(96, 96)), 0);
@@ -221,7 +191,7 @@ TEST(BatteryNotificationDelivery, NotifyReachesTheDaemonWithTheImage) {
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
     const QDBusArgument calls = reply.arguments().at(0).value<QDBusArgument>();
 
-    int notifyCalls = 0;
+    std::vector<QVariantList> notifies;
     calls.beginArray();
     while (!calls.atEnd()) {
         quint64 when = 0;
@@ -230,28 +200,26 @@ TEST(BatteryNotificationDelivery, NotifyReachesTheDaemonWithTheImage) {
         calls.beginStructure();
         calls >> when >> method >> args;
         calls.endStructure();
-        if (method != "Notify")
-            continue;
-        ++notifyCalls;
-        ASSERT_EQ(args.size(), 8);
-        EXPECT_EQ(args[0].toString(), "Lumenstat");
-        EXPECT_EQ(args[3].toString(), k20);
-        EXPECT_EQ(args[4].toString(), "Time left: 00:40");
-        const QVariantMap hints = qdbus_cast<QVariantMap>(args[6].value<QDBusArgument>());
-        ASSERT_TRUE(hints.contains("image-data"));
-        const QDBusArgument image = hints["image-data"].value<QDBusArgument>();
-        int width = 0, height = 0, stride = 0, bits = 0, channels = 0;
-        bool alpha = false;
-        QByteArray data;
-        image.beginStructure();
-        image >> width >> height >> stride >> alpha >> bits >> channels >> data;
-        image.endStructure();
-        EXPECT_EQ(QSize(width, height), QSize(192, 192));
-        EXPECT_TRUE(alpha && bits == 8 && channels == 4 && stride == 192 * 4);
-        EXPECT_EQ(data.size(), 192 * 192 * 4);
+        if (method == "Notify")
+            notifies.push_back(args);
     }
     calls.endArray();
-    EXPECT_EQ(notifyCalls, 1);
+    ASSERT_EQ(notifies.size(), 1u);
+    const QVariantList& args = notifies[0];
+    EXPECT_EQ(args.value(0).toString(), "Lumenstat");
+    EXPECT_EQ(args.value(3).toString(), k20);
+    EXPECT_EQ(args.value(4).toString(), "Time left: 00:40");
+    // image-data: width, height, stride, alpha, bits, channels, bytes.
+    const QVariantMap hints = qdbus_cast<QVariantMap>(args.value(6).value<QDBusArgument>());
+    const QDBusArgument image = hints["image-data"].value<QDBusArgument>();
+    int width = 0, height = 0, stride = 0, bits = 0, channels = 0;
+    bool alpha = false;
+    QByteArray data;
+    image.beginStructure();
+    image >> width >> height >> stride >> alpha >> bits >> channels >> data;
+    image.endStructure();
+    EXPECT_TRUE(width == 192 && height == 192 && stride == 192 * 4 && alpha && bits == 8 &&
+                channels == 4 && data.size() == 192 * 192 * 4);
 }
 
 TEST(BatteryNotificationDelivery, NoDaemonIsNotAFailure) {

@@ -66,7 +66,7 @@ TEST(PowerPercentageRanges, DischargeEndsWhereThePercentageRises) {
     EXPECT_EQ(r[1], (AtomRange{5, 9, true, 4 * 600.0, 4}));
 }
 
-TEST(PowerPercentageRanges, LeadingFullPlateauIsTrimmedToFiveAtoms) {
+TEST(PowerPercentageRanges, FullPlateausAreTrimmed) {
     const auto r = ranges(real({100, 100, 100, 100, 100, 100, 100, 95, 90}));
     ASSERT_EQ(r.size(), 1u);
     EXPECT_EQ(r[0].startIndex, 3);
@@ -82,20 +82,14 @@ TEST(PowerPercentageRanges, LeadingFullPlateauIsTrimmedToFiveAtoms) {
     const auto t = ranges(real({100, 100, 100, 100, 100, 90}));
     ASSERT_EQ(t.size(), 1u);
     EXPECT_EQ(t[0].startIndex, 0);
-}
 
-TEST(PowerPercentageRanges, TrailingFullPlateauOfACharge) {
-    const auto r = ranges(real({90, 92, 94, 96, 98, 100, 100, 100, 100}, true));
-    ASSERT_EQ(r.size(), 1u);
-    EXPECT_TRUE(r[0].isCharging);
-    EXPECT_EQ(r[0].startIndex, 0);
-    EXPECT_EQ(r[0].endIndex, 5);
-    EXPECT_EQ(r[0].changedPercentage, 10);
-
-    // Never closer than five atoms after the start.
-    const auto s = ranges(real({95, 100, 100, 100, 100, 100, 100, 100}, true));
-    ASSERT_EQ(s.size(), 1u);
-    EXPECT_EQ(s[0].endIndex, 5);
+    // A charge ends at its first 100, never closer than five atoms after the start.
+    const auto c = ranges(real({90, 92, 94, 96, 98, 100, 100, 100, 100}, true));
+    ASSERT_EQ(c.size(), 1u);
+    EXPECT_EQ(c[0], (AtomRange{0, 5, true, 8 * 600.0, 10}));
+    const auto d = ranges(real({95, 100, 100, 100, 100, 100, 100, 100}, true));
+    ASSERT_EQ(d.size(), 1u);
+    EXPECT_EQ(d[0].endIndex, 5);
 }
 
 TEST(PowerPercentageRanges, ShortFlatAndInterruptedRuns) {
@@ -120,9 +114,7 @@ TEST(PowerPercentageRanges, ShortFlatAndInterruptedRuns) {
     std::vector<Atom> fakes(10, fake());
     EXPECT_TRUE(ranges(fakes).empty());
     EXPECT_TRUE(ranges({}).empty());
-}
 
-TEST(PowerPercentageRanges, LabelAndTitle) {
     EXPECT_EQ(rangeLabel(AtomRange{0, 5, false, 9000, -30}), "2.5h 30%");
     EXPECT_EQ(rangeLabel(AtomRange{0, 5, true, 0, 0}), "0.0h 0%");
     EXPECT_FALSE(chartTitle().contains("{count}"));

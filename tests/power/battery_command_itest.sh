@@ -27,6 +27,17 @@ has "(no entries yet)"
 run "$fixtures/laptop_charging"
 has "^state: charging on external power$"
 
+# Garbage attributes and control characters: a clean report, no abort.
+run "$fixtures/hostile_values"
+[ $rc -eq 0 ] || fail "exit code $rc on hostile values"
+has "^model: ModelX$"
+has "^cycleCount: 0$"
+LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' <<<"$out" && fail "control characters printed"
+
+# Two batteries are one: 46.4 of 93 Wh.
+run "$fixtures/two_batteries"
+has "^percentage: 50%$"
+
 # A stored health log entry is printed with its health.
 mkdir -p "$work/config/lumenstat"
 cat >"$work/config/lumenstat/group.json" <<'JSON'

@@ -1,3 +1,4 @@
+#include "platform/linux/PlatformPaths.h"
 #include "platform/linux/ProcStatReader.h"
 #include "system/CPUReader.h"
 
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <sys/stat.h>
 
 namespace {
 
@@ -25,75 +27,58 @@ public:
     std::deque<std::optional<CpuLoadCounters>> queue;
 };
 
-CpuLoadCounters counters(uint64_t user, uint64_t system, uint64_t idle, uint64_t nice = 0) {
+CpuLoadCounters counters(uint64_t user, uint64_t system, uint64_t idle) {
     CpuLoadCounters c;
     c.user = user;
     c.system = system;
     c.idle = idle;
-    c.nice = nice;
     return c;
 }
 
 class CPUReaderTest : public ::testing::Test {
 protected:
-    // Feeds the readings one after the other and returns the reader.
-    CPUReader& readAll(std::initializer_list<std::optional<CpuLoadCounters>> readings) {
+    // Feeds the readings one after the other and returns the rates shown after each.
+    std::vector<QString> rates(std::initializer_list<std::optional<CpuLoadCounters>> readings) {
+        std::vector<QString> out;
         for (const auto& r : readings) {
             source->queue.push_back(r);
             reader.reload();
+            out.push_back(reader.cpuRate());
         }
-        return reader;
+        return out;
     }
 
     std::shared_ptr<QueuedCounters> source = std::make_shared<QueuedCounters>();
     CPUReader reader{source};
 };
 
+using Rates = std::vector<QString>;
+
 TEST_F(CPUReaderTest, LoadIsBusyShareOfElapsedTicksRoundedHalfAwayFromZero) {
-    // First reading compares against zero counters: the load since boot.
-    readAll({counters(30, 20, 50)});
-    EXPECT_EQ(reader.cpuRate(), "50");
-
-    // user +1, idle +2 -> 33.33 -> 33
-    readAll({counters(31, 20, 52)});
-    EXPECT_EQ(reader.cpuRate(), "33");
-    // user +1, idle +1 -> exactly 50
-    readAll({counters(32, 20, 53)});
-    EXPECT_EQ(reader.cpuRate(), "50");
-    // busy 1 of 8 -> 12.5 rounds up to 13 (not to the even 12)
-    readAll({counters(33, 20, 60)});
-    EXPECT_EQ(reader.cpuRate(), "13");
-    // busy 1 of 200 -> 0.5 rounds up to 1
-    readAll({counters(33, 21, 259)});
-    EXPECT_EQ(reader.cpuRate(), "1");
-    // everything busy -> 100, still a valid reading
-    readAll({counters(40, 24, 259)});
-    EXPECT_EQ(reader.cpuRate(), "100");
-    // no ticks elapsed at all: 0, not "--"
-    readAll({counters(40, 24, 259)});
-    EXPECT_EQ(reader.cpuRate(), "0");
+    // Since boot 50; then 1 of 3; 1 of 2; 1 of 8 (12.5 -> 13); 1 of 200 (0.5 -> 1); all
+    // busy; no time at all (0, not "--").
+    EXPECT_EQ(rates({counters(30, 20, 50), counters(31, 20, 52), counters(32, 20, 53),
+                     counters(33, 20, 60), counters(33, 21, 259), counters(40, 24, 259),
+                     counters(40, 24, 259)}),
+              (Rates{"50", "33", "50", "13", "1", "100", "0"}));
     EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 33, 50, 13, 1, 100, 0}));
+    // Zero readings are left out of the average, which truncates: (50+33+50+13+1+100) / 6.
+    EXPECT_EQ(reader.avg().value_or("absent"), "41");
 }
 
-TEST_F(CPUReaderTest, CountersBeyond32BitsWrapLikeThe32BitCounters) {
-    // The kernel's counters are 64-bit; kept as 32-bit they wrap between these two
-    // readings, and the unsigned differences still come out right: +32 user, +32 idle.
-    readAll(
-        {counters(0xFFFFFFF0ull, 7, 0xFFFFFFF0ull), counters(0x100000010ull, 7, 0x100000010ull)});
-    EXPECT_EQ(reader.cpuRate(), "50");
-}
-
-TEST_F(CPUReaderTest, InconsistentWrapGivesUnknownAndKeepsHistory) {
-    readAll({counters(1000, 1000, 1000)});
-    ASSERT_EQ(reader.numbers().size(), 1u);
-    // busy +100 while idle runs 50 backwards: total wraps to 50, load 200.
-    readAll({counters(1100, 1000, 950)});
-    EXPECT_EQ(reader.cpuRate(), "--");
-    EXPECT_EQ(reader.numbers().size(), 1u);
-    // The odd counters still become the reference for the next interval.
-    readAll({counters(1110, 1000, 960)});
-    EXPECT_EQ(reader.cpuRate(), "50");
-    EXPECT_EQ(reader.numbers(), (std::vector<int>{67, 50}));
+TEST_F(CPUReaderTest, CountersThatMakeNoSenseGiveNoRate) {
+    // 64-bit counters kept as 32 bits wrap between these readings and still differ right.
+    EXPECT_EQ(rates({counters(0xFFFFFFF0ull, 7, 0xFFFFFFF0ull),
+                     counters(0x100000010ull, 7, 0x100000010ull)})
+                  .back(),
+              "50");
+    reader = CPUReader(source);
+    // User time going backwards (the 32-bit differences alone would show 100 %), then idle
+    // time going backwards (they would show 0 %), an unreadable source, normal counting.
+    EXPECT_EQ(rates({counters(1000, 0, 1000), counters(950, 0, 1010), counters(960, 0, 900),
+                     std::nullopt, counters(970, 0, 910)}),
+              (Rates{"50", "--", "--", "--", "50"}));
+    EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 50}));
 }
 
 TEST_F(CPUReaderTest, HistoryKeepsTheLatestSixtyReadings) {
@@ -102,57 +87,28 @@ TEST_F(CPUReaderTest, HistoryKeepsTheLatestSixtyReadings) {
     for (int k = 1; k <= 61; ++k) {
         user += k;
         idle += 100 - k;
-        readAll({counters(user, 0, idle)});
+        rates({counters(user, 0, idle)});
     }
     ASSERT_EQ(reader.numbers().size(), 60u);
     EXPECT_EQ(reader.numbers().front(), 2);
     EXPECT_EQ(reader.numbers().back(), 61);
-    EXPECT_EQ(reader.cpuRate(), "61");
 }
 
-TEST_F(CPUReaderTest, AverageLeavesZeroReadingsOutAndTruncates) {
-    EXPECT_FALSE(reader.avg().has_value());
-
-    // 0, 0, 40, 60 -> (40 + 60) / 2
-    readAll({counters(0, 0, 0), counters(0, 0, 10), counters(4, 0, 16), counters(10, 0, 20)});
-    ASSERT_EQ(reader.numbers(), (std::vector<int>{0, 0, 40, 60}));
-    EXPECT_EQ(reader.avg().value_or("absent"), "50");
-
-    // adding 33 -> 133 / 3 = 44.33 -> 44
-    readAll({counters(11, 0, 22)});
-    ASSERT_EQ(reader.numbers().back(), 33);
-    EXPECT_EQ(reader.avg().value_or("absent"), "44");
-}
-
-TEST_F(CPUReaderTest, AverageOfOnlyZeroReadingsIsZero) {
-    readAll({counters(0, 0, 5), counters(0, 0, 9)});
-    EXPECT_EQ(reader.avg().value_or("absent"), "0");
-}
-
-TEST(ProcStatReaderTest, AggregateLineGivesUserNiceSystemIdleInKernelOrder) {
+TEST(ProcStatReaderTest, AggregateLineOnly) {
     QFile fixture(LUMENSTAT_FIXTURES_DIR "/proc/stat");
     ASSERT_TRUE(fixture.open(QIODevice::ReadOnly));
     const auto c = ProcStatReader::parse(fixture.readAll());
     ASSERT_TRUE(c.has_value());
-    EXPECT_EQ(c->user, 4705u);
-    EXPECT_EQ(c->nice, 150u);
-    EXPECT_EQ(c->system, 1120u);
-    EXPECT_EQ(c->idle, 16250u);
-}
-
-TEST(ProcStatReaderTest, PerProcessorLinesAndDamagedLinesAreNotTheAggregate) {
-    EXPECT_FALSE(ProcStatReader::parse("cpu0 1 2 3 4\ncpu1 1 2 3 4\n").has_value());
-    EXPECT_FALSE(ProcStatReader::parse("cpu 1 2 3\n").has_value());
-    EXPECT_FALSE(ProcStatReader::parse("cpu 1 2 x 4\n").has_value());
-    EXPECT_FALSE(ProcStatReader::parse("cpu 1 -2 3 4\n").has_value());
-    EXPECT_FALSE(ProcStatReader::parse("").has_value());
+    EXPECT_EQ(std::make_tuple(c->user, c->nice, c->system, c->idle),
+              std::make_tuple(4705u, 150u, 1120u, 16250u));
+    for (const char* bad : {"cpu0 1 2 3 4\ncpu1 1 2 3 4\n", "cpu 1 2 3\n", "cpu 1 2 x 4\n",
+                            "cpu 1 -2 3 4\n", "cpu 1 99999999999999999999 3 4\n", ""})
+        EXPECT_FALSE(ProcStatReader::parse(bad).has_value()) << bad;
     // Counters beyond 32 bits are read whole.
-    const auto big = ProcStatReader::parse("intr 5\ncpu 4294967300 0 0 1\n");
-    ASSERT_TRUE(big.has_value());
-    EXPECT_EQ(big->user, 4294967300ull);
+    EXPECT_EQ(ProcStatReader::parse("intr 5\ncpu 4294967300 0 0 1\n")->user, 4294967300ull);
 }
 
-TEST(ProcfsRootTest, ReloadMeasuresBetweenTwoStatFiles) {
+TEST(ProcfsRootTest, ReloadReadsOnlyASmallRegularStatFile) {
     TempDir root;
     const std::optional<QByteArray> saved = qEnvironmentVariableIsSet("LUMENSTAT_PROCFS_ROOT")
                                                 ? std::optional(qgetenv("LUMENSTAT_PROCFS_ROOT"))
@@ -162,21 +118,36 @@ TEST(ProcfsRootTest, ReloadMeasuresBetweenTwoStatFiles) {
     });
     qputenv("LUMENSTAT_PROCFS_ROOT", root.path().toLocal8Bit());
     CPUReader reader(std::make_shared<ProcStatReader>());
+    const QString stat = root.file("stat");
 
     root.write("stat", "cpu  600 10 200 1200 0 0 0 0 0 0\n");
     reader.reload();
     EXPECT_EQ(reader.cpuRate(), "40"); // 800 busy of 2000 since boot
 
-    // +75 user, +0 system, +25 idle; the nice change is ignored.
-    root.write("stat", "cpu  675 99 200 1225 0 0 0 0 0 0\n");
+    // A FIFO nobody writes to, an endless device and an oversized file are refused at
+    // once: no wait, no memory spent.
+    const std::function<void()> hostile[] = {
+        [&] { ASSERT_EQ(::mkfifo(QFile::encodeName(stat).constData(), 0600), 0); },
+        [&] { ASSERT_TRUE(QFile::link("/dev/zero", stat)); },
+        [&] { root.write("stat", "cpu  700 10 200 1300\n" + QByteArray(2 << 20, ' ')); },
+        [&] {},
+    };
+    for (const auto& make : hostile) {
+        QFile::remove(stat);
+        make();
+        reader.reload();
+        EXPECT_EQ(reader.cpuRate(), "--");
+        EXPECT_FALSE(PlatformPaths::readSmallFile(stat).has_value());
+    }
+
+    // Within the cap a file is read whole, however the kernel sizes it.
+    QFile::remove(stat);
+    const QByteArray line = "cpu  675 99 200 1225 0 0 0 0 0 0\n";
+    root.write("stat", line);
+    EXPECT_EQ(PlatformPaths::readSmallFile(stat, line.size()), line);
+    EXPECT_FALSE(PlatformPaths::readSmallFile(stat, line.size() - 1).has_value());
     reader.reload();
     EXPECT_EQ(reader.cpuRate(), "75");
-    EXPECT_EQ(reader.previousLoad().nice, 99u);
-
-    QFile::remove(root.file("stat"));
-    reader.reload();
-    EXPECT_EQ(reader.cpuRate(), "--");
-    EXPECT_EQ(reader.numbers(), (std::vector<int>{40, 75}));
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "PlatformPaths.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -20,10 +19,7 @@ uint32_t packFour(const QByteArray& text) {
 }
 
 bool writeIndex(const QString& dir, int index) {
-    QFile f(dir + "/key_at_index");
-    if (!f.open(QIODevice::WriteOnly))
-        return false;
-    return f.write(QByteArray::number(index)) > 0;
+    return PlatformPaths::writeSmallFile(dir + "/key_at_index", QByteArray::number(index));
 }
 
 std::optional<QByteArray> readAttribute(const QString& dir, const char* name) {

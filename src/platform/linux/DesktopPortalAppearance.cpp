@@ -1,10 +1,11 @@
 #include "DesktopPortalAppearance.h"
 
+#include "PlatformPaths.h"
+
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDir>
-#include <QFile>
 
 namespace {
 const char* const kPortalService = "org.freedesktop.portal.Desktop";
@@ -48,10 +49,10 @@ bool gtkThemeIsDark(const QString& gtkThemeEnv, const QString& configHome) {
     QString name = gtkThemeEnv;
     if (name.isEmpty()) {
         for (const char* dir : {"/gtk-3.0/settings.ini", "/gtk-4.0/settings.ini"}) {
-            QFile file(configHome + QLatin1String(dir));
-            if (!file.open(QIODevice::ReadOnly))
+            const auto ini = PlatformPaths::readSmallFile(configHome + QLatin1String(dir));
+            if (!ini)
                 continue;
-            name = gtkThemeNameFromSettingsIni(file.readAll());
+            name = gtkThemeNameFromSettingsIni(*ini);
             if (!name.isEmpty())
                 break;
         }

@@ -17,22 +17,50 @@ struct Supply {
     QString scope;
 };
 
+// A sysfs text without control characters: a NUL or an escape sequence in a driver's string
+// must not cut or colour whatever prints it.
 std::optional<QString> readText(const QString& dir, const char* attribute) {
     auto data = PlatformPaths::readSmallFile(dir + "/" + QLatin1String(attribute), 4096);
     if (!data)
         return std::nullopt;
-    return QString::fromUtf8(*data).trimmed();
+    QString text = QString::fromUtf8(*data);
+    text.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
+    return text.trimmed();
 }
 
-std::optional<qint64> readInteger(const QString& dir, const char* attribute) {
-    auto text = readText(dir, attribute);
-    if (!text || text->isEmpty())
+// An integer attribute within [low, high]. Anything else (empty, text, out of range) counts
+// as missing, so a driver's garbage never reaches the arithmetic below: with the ranges used
+// here every product stays far inside 64 bits.
+std::optional<qint64> readInteger(const QString& dir, const char* attribute, qint64 low,
+                                  qint64 high) {
+    auto data = PlatformPaths::readSmallFile(dir + "/" + QLatin1String(attribute), 64);
+    if (!data)
         return std::nullopt;
     bool ok = false;
-    const qint64 v = text->toLongLong(&ok);
-    if (!ok)
+    const qint64 v = data->trimmed().toLongLong(&ok);
+    if (!ok || v < low || v > high)
         return std::nullopt;
     return v;
+}
+
+constexpr qint64 kMaxCharge = 1'000'000'000;     // uAh: 1000 Ah
+constexpr qint64 kMaxEnergy = 1'000'000'000'000; // uWh: 1 MWh
+constexpr qint64 kMaxVoltage = 1'000'000'000;    // uV: 1 kV
+constexpr qint64 kMaxCurrent = 1'000'000'000;    // uA: 1 kA
+constexpr qint64 kMaxPower = 1'000'000'000'000;  // uW: 1 MW
+constexpr qint64 kMaxSeconds = 1'000'000'000;    // about 30 years
+constexpr qint64 kMaxCycles = 10'000'000;
+
+// The percentage a battery gives by level only.
+std::optional<qint64> levelPercentage(const std::optional<QString>& level) {
+    if (!level)
+        return std::nullopt;
+    static const std::pair<const char*, qint64> levels[] = {
+        {"Full", 100}, {"High", 80}, {"Normal", 50}, {"Low", 20}, {"Critical", 5}};
+    for (const auto& [name, percent] : levels)
+        if (level->compare(QLatin1String(name), Qt::CaseInsensitive) == 0)
+            return percent;
+    return std::nullopt;
 }
 
 // Everything the report needs from one battery folder, in the kernel's units.
@@ -41,6 +69,7 @@ struct BatteryReading {
     bool present = true;
     QString status;
     std::optional<qint64> capacityPercent;
+    std::optional<QString> capacityLevel;
     std::optional<qint64> chargeNow, chargeFull, chargeDesign;            // uAh
     std::optional<qint64> energyNow, energyFull, energyDesign;            // uWh
     std::optional<qint64> voltageNow, voltageMinDesign, voltageMaxDesign; // uV
@@ -68,11 +97,6 @@ struct BatteryReading {
             return std::nullopt;
         return *energy * 1000 / *volts;
     }
-    std::optional<qint64> nowMah() const {
-        if (chargeNow)
-            return *chargeNow / 1000;
-        return energyToMah(energyNow);
-    }
     std::optional<qint64> fullMah() const {
         if (chargeFull)
             return *chargeFull / 1000;
@@ -85,11 +109,23 @@ struct BatteryReading {
     }
     std::optional<qint64> percentage() const {
         if (capacityPercent)
-            return std::clamp<qint64>(*capacityPercent, 0, 100);
+            return std::min<qint64>(*capacityPercent, 100);
         auto now = energyNow && energyFull ? energyNow : chargeNow;
         auto full = energyNow && energyFull ? energyFull : chargeFull;
         if (now && full && *full > 0)
-            return std::clamp<qint64>(std::llround(double(*now) * 100.0 / double(*full)), 0, 100);
+            return std::min<qint64>(std::llround(double(*now) * 100.0 / double(*full)), 100);
+        return levelPercentage(capacityLevel);
+    }
+    // Without a charge or energy reading, the percentage of the full-charge capacity.
+    std::optional<qint64> nowMah() const {
+        if (chargeNow)
+            return *chargeNow / 1000;
+        if (auto e = energyToMah(energyNow))
+            return e;
+        auto full = fullMah();
+        auto percent = percentage();
+        if (full && percent)
+            return *full * *percent / 100;
         return std::nullopt;
     }
     // Current in mA, unsigned.
@@ -100,19 +136,36 @@ struct BatteryReading {
             return std::llabs(*powerNow) * 1000 / *voltageNow;
         return std::nullopt;
     }
-    // Energy left (uWh) and drain (uW), for the time estimates.
+    std::optional<qint64> signedCurrentMa() const {
+        auto a = currentMa();
+        if (a && discharging())
+            return -*a;
+        return a;
+    }
+    // Energies (uWh) and drain (uW), for the time estimates.
+    std::optional<qint64> energyFullUwh() const {
+        if (energyFull)
+            return energyFull;
+        if (chargeFull && voltageNow)
+            return *chargeFull * *voltageNow / 1000000;
+        return std::nullopt;
+    }
     std::optional<qint64> energyLeft() const {
         if (energyNow)
             return energyNow;
         if (chargeNow && voltageNow)
             return *chargeNow * *voltageNow / 1000000;
+        auto full = energyFullUwh();
+        auto percent = percentage();
+        if (full && percent)
+            return *full * *percent / 100;
         return std::nullopt;
     }
     std::optional<qint64> energyMissing() const {
-        if (energyNow && energyFull)
-            return std::max<qint64>(0, *energyFull - *energyNow);
-        if (chargeNow && chargeFull && voltageNow)
-            return std::max<qint64>(0, *chargeFull - *chargeNow) * *voltageNow / 1000000;
+        auto full = energyFullUwh();
+        auto left = energyLeft();
+        if (full && left)
+            return std::max<qint64>(0, *full - *left);
         return std::nullopt;
     }
     std::optional<qint64> drain() const {
@@ -122,55 +175,50 @@ struct BatteryReading {
             return std::llabs(*currentNow) * *voltageNow / 1000000;
         return std::nullopt;
     }
-    qint64 minutesToFull() const {
-        return charging() ? minutesFrom(timeToFull, energyMissing()) : 0;
-    }
-    qint64 minutesToEmpty() const {
-        return discharging() ? minutesFrom(timeToEmpty, energyLeft()) : 0;
-    }
-    // The driver's own estimate in seconds when it gives one, else the energy still to move
-    // divided by the present rate; -1 while neither is known.
-    qint64 minutesFrom(const std::optional<qint64>& seconds,
-                       const std::optional<qint64>& energy) const {
-        if (seconds && *seconds > 0)
-            return *seconds / 60;
-        const auto rate = drain();
-        if (energy && rate && *rate > 0)
-            return *energy * 60 / *rate;
-        return -1;
+    std::optional<qint64> packedManufactureDate() const {
+        if (!year || !month || !day)
+            return std::nullopt;
+        return ((*year - 1980) << 9) | (*month << 5) | *day;
     }
 };
 
 BatteryReading readBattery(const Supply& s) {
     BatteryReading b;
     const QString& d = s.dir;
+    auto integer = [&d](const char* attribute, qint64 low, qint64 high) {
+        return readInteger(d, attribute, low, high);
+    };
     b.name = s.name;
-    if (auto p = readInteger(d, "present"))
+    if (auto p = integer("present", 0, 1))
         b.present = *p != 0;
     b.status = readText(d, "status").value_or(QString());
-    b.capacityPercent = readInteger(d, "capacity");
-    b.chargeNow = readInteger(d, "charge_now");
-    b.chargeFull = readInteger(d, "charge_full");
-    b.chargeDesign = readInteger(d, "charge_full_design");
-    b.energyNow = readInteger(d, "energy_now");
-    b.energyFull = readInteger(d, "energy_full");
-    b.energyDesign = readInteger(d, "energy_full_design");
-    b.voltageNow = readInteger(d, "voltage_now");
-    b.voltageMinDesign = readInteger(d, "voltage_min_design");
-    b.voltageMaxDesign = readInteger(d, "voltage_max_design");
-    b.currentNow = readInteger(d, "current_now");
-    b.powerNow = readInteger(d, "power_now");
-    b.temp = readInteger(d, "temp");
-    b.cycleCount = readInteger(d, "cycle_count");
-    b.timeToEmpty = readInteger(d, "time_to_empty_now");
-    b.timeToFull = readInteger(d, "time_to_full_now");
-    b.year = readInteger(d, "manufacture_year");
-    b.month = readInteger(d, "manufacture_month");
-    b.day = readInteger(d, "manufacture_day");
+    b.capacityPercent = integer("capacity", 0, 1000);
+    b.capacityLevel = readText(d, "capacity_level");
+    b.chargeNow = integer("charge_now", 0, kMaxCharge);
+    b.chargeFull = integer("charge_full", 0, kMaxCharge);
+    b.chargeDesign = integer("charge_full_design", 0, kMaxCharge);
+    b.energyNow = integer("energy_now", 0, kMaxEnergy);
+    b.energyFull = integer("energy_full", 0, kMaxEnergy);
+    b.energyDesign = integer("energy_full_design", 0, kMaxEnergy);
+    b.voltageNow = integer("voltage_now", 0, kMaxVoltage);
+    b.voltageMinDesign = integer("voltage_min_design", 0, kMaxVoltage);
+    b.voltageMaxDesign = integer("voltage_max_design", 0, kMaxVoltage);
+    b.currentNow = integer("current_now", -kMaxCurrent, kMaxCurrent);
+    b.powerNow = integer("power_now", -kMaxPower, kMaxPower);
+    b.temp = integer("temp", -2730, 10000);
+    b.cycleCount = integer("cycle_count", 0, kMaxCycles);
+    b.timeToEmpty = integer("time_to_empty_now", 0, kMaxSeconds);
+    b.timeToFull = integer("time_to_full_now", 0, kMaxSeconds);
+    // The packed date holds years 1980 to 2107.
+    b.year = integer("manufacture_year", 1980, 2107);
+    b.month = integer("manufacture_month", 1, 12);
+    b.day = integer("manufacture_day", 1, 31);
     b.serial = readText(d, "serial_number");
     b.model = readText(d, "model_name");
     b.manufacturer = readText(d, "manufacturer");
     b.health = readText(d, "health");
+    if (b.health && (b.health->isEmpty() || *b.health == QLatin1String("Unknown")))
+        b.health.reset();
     return b;
 }
 
@@ -198,13 +246,18 @@ bool isBattery(const Supply& s) {
     return s.type == QLatin1String("Battery");
 }
 
+// A battery that charges has external power, whatever the supplies say (chargers that
+// report no mains supply, USB-C supplies that are slow to come online).
 bool externalPowerConnected(const std::vector<Supply>& supplies,
                             const std::vector<BatteryReading>& batteries) {
+    for (const BatteryReading& b : batteries)
+        if (b.present && b.charging())
+            return true;
     bool sawMains = false;
     for (const Supply& s : supplies) {
         if (isBattery(s))
             continue;
-        auto online = readInteger(s.dir, "online");
+        auto online = readInteger(s.dir, "online", 0, 1);
         if (!online)
             continue;
         sawMains = true;
@@ -219,11 +272,49 @@ bool externalPowerConnected(const std::vector<Supply>& supplies,
     return true;
 }
 
-QString healthWord(const BatteryReading& b) {
-    if (b.health && !b.health->isEmpty() && *b.health != QLatin1String("Unknown"))
-        return *b.health;
-    auto full = b.fullMah();
-    auto design = b.designMah();
+std::optional<qint64> sumOf(const std::vector<const BatteryReading*>& batteries,
+                            std::optional<qint64> (BatteryReading::*value)() const) {
+    qint64 sum = 0;
+    for (const BatteryReading* b : batteries) {
+        auto v = (b->*value)();
+        if (!v)
+            return std::nullopt;
+        sum += *v;
+    }
+    return sum;
+}
+
+// Minutes until full or empty: a single battery's own estimate when it gives one, else the
+// energy still to move over the summed rate; -1 while neither is known.
+qint64 minutesFrom(const std::optional<qint64>& ownSeconds, const std::optional<qint64>& energy,
+                   const std::optional<qint64>& rate) {
+    if (ownSeconds && *ownSeconds > 0)
+        return *ownSeconds / 60;
+    if (energy && rate && *rate > 0)
+        return *energy * 60 / *rate;
+    return -1;
+}
+
+// The present batteries seen as one, as desktop power managers show them: charges,
+// capacities, energies and rates summed, the percentage of the summed energy. Identity
+// (serial, model, date, voltage) is the first battery's; cycle count and temperature the
+// highest. With one battery this is that battery.
+struct CombinedBattery {
+    QString name;
+    bool present = false;
+    QString status;
+    std::optional<qint64> percent, nowMah, fullMah, designMah;
+    std::optional<qint64> energyLeft, drain, timeToEmpty; // uWh, uW, s
+    std::optional<qint64> voltageMv, amperageMa, temp, cycleCount, manufactureDate;
+    std::optional<QString> serial, model, manufacturer;
+    qint64 minutesToFull = 0, minutesToEmpty = 0;
+    QString health;
+
+    bool charging() const { return status == QLatin1String("Charging"); }
+    bool discharging() const { return status == QLatin1String("Discharging"); }
+};
+
+QString healthWord(const std::optional<qint64>& full, const std::optional<qint64>& design) {
     if (!full || !design || *design <= 0)
         return QString();
     const double ratio = double(*full) / double(*design);
@@ -232,6 +323,106 @@ QString healthWord(const BatteryReading& b) {
     if (ratio >= 0.6)
         return QStringLiteral("Fair");
     return QStringLiteral("Poor");
+}
+
+CombinedBattery combine(const std::vector<BatteryReading>& all) {
+    CombinedBattery c;
+    std::vector<const BatteryReading*> batteries;
+    for (const BatteryReading& b : all)
+        if (b.present)
+            batteries.push_back(&b);
+    if (batteries.empty()) {
+        if (!all.empty())
+            c.name = all.front().name;
+        return c;
+    }
+    const BatteryReading& first = *batteries.front();
+    const bool single = batteries.size() == 1;
+    c.present = true;
+    QStringList names;
+    for (const BatteryReading* b : batteries)
+        names << b->name;
+    c.name = names.join(QLatin1Char('+'));
+
+    auto any = [&](bool (BatteryReading::*test)() const) {
+        return std::any_of(batteries.begin(), batteries.end(),
+                           [&](const BatteryReading* b) { return (b->*test)(); });
+    };
+    const bool allFull = std::all_of(batteries.begin(), batteries.end(), [](const auto* b) {
+        return b->status == QLatin1String("Full");
+    });
+    c.status = any(&BatteryReading::charging)      ? QStringLiteral("Charging")
+               : any(&BatteryReading::discharging) ? QStringLiteral("Discharging")
+               : allFull                           ? QStringLiteral("Full")
+                                                   : first.status;
+
+    c.fullMah = sumOf(batteries, &BatteryReading::fullMah);
+    c.designMah = sumOf(batteries, &BatteryReading::designMah);
+    c.nowMah = sumOf(batteries, &BatteryReading::nowMah);
+    c.energyLeft = sumOf(batteries, &BatteryReading::energyLeft);
+    const auto energyFull = sumOf(batteries, &BatteryReading::energyFullUwh);
+    const auto missing = sumOf(batteries, &BatteryReading::energyMissing);
+    c.drain = sumOf(batteries, &BatteryReading::drain);
+
+    if (single) {
+        c.percent = first.percentage();
+    } else if (c.energyLeft && energyFull && *energyFull > 0) {
+        c.percent = std::min<qint64>(
+            std::llround(double(*c.energyLeft) * 100.0 / double(*energyFull)), 100);
+    } else if (c.nowMah && c.fullMah && *c.fullMah > 0) {
+        c.percent =
+            std::min<qint64>(std::llround(double(*c.nowMah) * 100.0 / double(*c.fullMah)), 100);
+    } else if (auto sum = sumOf(batteries, &BatteryReading::percentage)) {
+        c.percent = *sum / qint64(batteries.size());
+    }
+
+    c.timeToEmpty = single ? first.timeToEmpty : std::nullopt;
+    if (c.charging())
+        c.minutesToFull = minutesFrom(single ? first.timeToFull : std::nullopt, missing, c.drain);
+    if (c.discharging())
+        c.minutesToEmpty = minutesFrom(c.timeToEmpty, c.energyLeft, c.drain);
+
+    c.voltageMv = first.voltageNow ? std::optional<qint64>(*first.voltageNow / 1000) : std::nullopt;
+    for (const BatteryReading* b : batteries) {
+        if (auto a = b->signedCurrentMa())
+            c.amperageMa = c.amperageMa.value_or(0) + *a;
+        if (b->temp)
+            c.temp = std::max(c.temp.value_or(b->temp.value()), *b->temp);
+        if (b->cycleCount)
+            c.cycleCount = std::max(c.cycleCount.value_or(0), *b->cycleCount);
+    }
+    c.manufactureDate = first.packedManufactureDate();
+    c.serial = first.serial;
+    c.model = first.model;
+    c.manufacturer = first.manufacturer;
+
+    // The driver's own word when every battery gives the same one, else the capacity ratio.
+    const bool sameWord = std::all_of(batteries.begin(), batteries.end(), [&](const auto* b) {
+        return b->health && first.health && *b->health == *first.health;
+    });
+    c.health = sameWord ? *first.health : healthWord(c.fullMah, c.designMah);
+    return c;
+}
+
+struct Reading {
+    std::vector<Supply> supplies;
+    std::vector<BatteryReading> batteries;
+    bool external = false;
+    CombinedBattery battery;
+};
+
+std::optional<Reading> readAll(const QString& directory) {
+    auto supplies = listSupplies(directory);
+    if (!supplies)
+        return std::nullopt;
+    Reading r;
+    r.supplies = std::move(*supplies);
+    for (const Supply& s : r.supplies)
+        if (isBattery(s))
+            r.batteries.push_back(readBattery(s));
+    r.external = externalPowerConnected(r.supplies, r.batteries);
+    r.battery = combine(r.batteries);
+    return r;
 }
 
 } // namespace
@@ -243,89 +434,63 @@ QString LinuxPowerSupply::powerSupplyDirectory() const {
     return root + "/class/power_supply";
 }
 
+QString LinuxPowerSupply::location() const {
+    return powerSupplyDirectory();
+}
+
 std::optional<PowerSourceSnapshot> LinuxPowerSupply::snapshot() {
-    auto supplies = listSupplies(powerSupplyDirectory());
-    if (!supplies)
+    auto reading = readAll(powerSupplyDirectory());
+    if (!reading)
         return std::nullopt;
-    std::vector<BatteryReading> batteries;
-    for (const Supply& s : *supplies)
-        if (isBattery(s))
-            batteries.push_back(readBattery(s));
-
-    const bool external = externalPowerConnected(*supplies, batteries);
     PowerSourceSnapshot snap;
-    snap.providingPowerSourceType =
-        QLatin1String(external ? kPowerSourceACPower : kPowerSourceBatteryPower);
+    const QLatin1String state(reading->external ? kPowerSourceACPower : kPowerSourceBatteryPower);
+    snap.providingPowerSourceType = state;
+    if (reading->batteries.empty())
+        return snap;
 
-    qint64 energy = 0, rate = 0;
-    bool energyKnown = true;
-    std::optional<qint64> kernelEstimate;
-    for (const BatteryReading& b : batteries) {
-        QVariantMap d;
-        d["Name"] = b.name;
-        d["Type"] = QStringLiteral("InternalBattery");
-        d["Transport Type"] = QStringLiteral("Internal");
-        d["Is Present"] = b.present;
-        d["Power Source State"] =
-            QLatin1String(external ? kPowerSourceACPower : kPowerSourceBatteryPower);
-        d["Is Charging"] = b.charging();
-        d["Is Charged"] = b.status == QLatin1String("Full");
-        if (auto p = b.percentage()) {
-            d["Current Capacity"] = *p;
-            d["Max Capacity"] = qint64(100);
-        }
-        d["Time to Full Charge"] = b.minutesToFull();
-        d["Time to Empty"] = b.minutesToEmpty();
-        if (const QString h = healthWord(b); !h.isEmpty())
-            d["BatteryHealth"] = h;
-        snap.descriptions.push_back(d);
-
-        if (!b.present)
-            continue;
-        auto left = b.energyLeft();
-        auto drain = b.drain();
-        if (left && drain) {
-            energy += *left;
-            rate += *drain;
-        } else {
-            energyKnown = false;
-        }
-        if (b.timeToEmpty && *b.timeToEmpty > 0 && !kernelEstimate)
-            kernelEstimate = b.timeToEmpty;
+    const CombinedBattery& b = reading->battery;
+    QVariantMap d;
+    d["Name"] = b.name;
+    d["Type"] = QStringLiteral("InternalBattery");
+    d["Transport Type"] = QStringLiteral("Internal");
+    d["Is Present"] = b.present;
+    d["Power Source State"] = state;
+    d["Is Charging"] = b.charging();
+    d["Is Charged"] = b.status == QLatin1String("Full");
+    if (b.percent) {
+        d["Current Capacity"] = *b.percent;
+        d["Max Capacity"] = qint64(100);
     }
+    d["Time to Full Charge"] = b.minutesToFull;
+    d["Time to Empty"] = b.minutesToEmpty;
+    if (!b.health.isEmpty())
+        d["BatteryHealth"] = b.health;
+    snap.descriptions.push_back(d);
 
-    if (external) {
+    if (reading->external)
         snap.timeRemainingEstimate = -2.0;
-    } else if (energyKnown && rate > 0) {
-        snap.timeRemainingEstimate = double(energy) / double(rate) * 3600.0;
-    } else if (kernelEstimate) {
-        snap.timeRemainingEstimate = double(*kernelEstimate);
-    } else {
+    else if (b.energyLeft && b.drain && *b.drain > 0)
+        snap.timeRemainingEstimate = double(*b.energyLeft) / double(*b.drain) * 3600.0;
+    else if (b.timeToEmpty && *b.timeToEmpty > 0)
+        snap.timeRemainingEstimate = double(*b.timeToEmpty);
+    else
         snap.timeRemainingEstimate = -1.0;
-    }
     return snap;
 }
 
 std::optional<QVariantMap> LinuxPowerSupply::batteryRegistry() {
-    auto supplies = listSupplies(powerSupplyDirectory());
-    if (!supplies)
-        return std::nullopt;
-    std::vector<BatteryReading> batteries;
-    for (const Supply& s : *supplies)
-        if (isBattery(s))
-            batteries.push_back(readBattery(s));
-    if (batteries.empty())
+    auto reading = readAll(powerSupplyDirectory());
+    if (!reading || reading->batteries.empty())
         return std::nullopt;
 
-    const BatteryReading& b = batteries.front();
-    const bool external = externalPowerConnected(*supplies, batteries);
+    const CombinedBattery& b = reading->battery;
     QVariantMap r;
     r["BatteryInstalled"] = b.present;
     r["IsCharging"] = b.charging();
-    r["ExternalConnected"] = external;
-    const auto percent = b.percentage();
-    r["FullyCharged"] = b.status == QLatin1String("Full") ||
-                        (b.status == QLatin1String("Not charging") && percent && *percent >= 100);
+    r["ExternalConnected"] = reading->external;
+    r["FullyCharged"] =
+        b.status == QLatin1String("Full") ||
+        (b.status == QLatin1String("Not charging") && b.percent && *b.percent >= 100);
     if (b.serial)
         r["BatterySerialNumber"] = *b.serial;
     if (b.model)
@@ -334,29 +499,27 @@ std::optional<QVariantMap> LinuxPowerSupply::batteryRegistry() {
         r["Manufacturer"] = *b.manufacturer;
     if (b.cycleCount)
         r["CycleCount"] = *b.cycleCount;
-    if (b.year && b.month && b.day && *b.year >= 1980)
-        r["ManufactureDate"] = ((*b.year - 1980) << 9) | ((*b.month & 15) << 5) | (*b.day & 31);
-    if (auto v = b.voltageNow)
-        r["Voltage"] = *v / 1000;
-    if (auto a = b.currentMa())
-        r["Amperage"] = b.discharging() ? -*a : *a;
-    if (auto t = b.temp)
-        r["Temperature"] = *t * 10;
+    if (b.manufactureDate)
+        r["ManufactureDate"] = *b.manufactureDate;
+    if (b.voltageMv)
+        r["Voltage"] = *b.voltageMv;
+    if (b.amperageMa)
+        r["Amperage"] = *b.amperageMa;
+    if (b.temp)
+        r["Temperature"] = *b.temp * 10;
     // The three capacities are always given, as a gauge always gives them: the health log
     // cannot record a day without them.
-    auto full = b.fullMah();
-    auto now = b.nowMah();
-    r["DesignCapacity"] = b.designMah().value_or(full.value_or(0));
-    if (full && now) {
-        r["MaxCapacity"] = *full;
-        r["CurrentCapacity"] = *now;
-    } else if (percent) {
+    r["DesignCapacity"] = b.designMah.value_or(b.fullMah.value_or(0));
+    if (b.fullMah && b.nowMah) {
+        r["MaxCapacity"] = *b.fullMah;
+        r["CurrentCapacity"] = *b.nowMah;
+    } else if (b.percent) {
         // Only a percentage is known: hand it over as one, the report rescales it.
         r["MaxCapacity"] = qint64(100);
-        r["CurrentCapacity"] = *percent;
+        r["CurrentCapacity"] = *b.percent;
     } else {
-        r["MaxCapacity"] = full.value_or(0);
-        r["CurrentCapacity"] = now.value_or(0);
+        r["MaxCapacity"] = b.fullMah.value_or(0);
+        r["CurrentCapacity"] = b.nowMah.value_or(0);
     }
     return r;
 }

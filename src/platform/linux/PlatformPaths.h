@@ -11,6 +11,10 @@ class PlatformPaths {
 public:
     static QString sysfsRoot();  // default /sys
     static QString procfsRoot(); // default /proc
-    // Reads a small text file whole; absent when it cannot be read.
+    // Reads a small file whole: only a regular file, opened without blocking, and at most limit
+    // bytes. Absent when it cannot be read, is not a regular file (a FIFO, /dev/zero) or holds
+    // more than limit bytes.
     static std::optional<QByteArray> readSmallFile(const QString& path, qint64 limit = 1 << 20);
+    // Writes data to an existing regular file (a sysfs attribute) without blocking.
+    static bool writeSmallFile(const QString& path, const QByteArray& data);
 };
