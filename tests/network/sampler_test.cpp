@@ -125,6 +125,13 @@ TEST_F(SamplerTest, FirstSampleThenPacesAndTotals) {
     EXPECT_EQ(*second.downNumbers, std::vector<uint64_t>{30});
     EXPECT_EQ(group.unsignedList(SettingsKey::NetActivitiesWiFiData),
               (std::vector<uint64_t>{10, 30}));
+
+    // A sent counter that reads 0 KB makes every tick a first sample.
+    net->set("eth0", 200 * KB, 0);
+    tick();
+    net->set("eth0", 300 * KB, 0);
+    EXPECT_EQ(tick().paceActivities, (NetActivities{0, 0}));
+    EXPECT_EQ(monitor->downPaces().size(), 2u) << "the tick after the zero reading adds nothing";
 }
 
 // Ticks whose paces must not become session maxima: an upload counter that did not grow
@@ -152,17 +159,6 @@ TEST_F(SamplerTest, DirtyTicksCountIntoTotalsButRaiseNoMaximum) {
     EXPECT_EQ(late.seesionMaxActivities, (NetActivities{20, 10}));
     net->set("eth0", 60'530 * KB, 6'076 * KB);
     EXPECT_EQ(tick(1.4).seesionMaxActivities, (NetActivities{20, 20})) << "1.4 s is on time";
-}
-
-TEST_F(SamplerTest, ZeroSentCounterKeepsEveryTickAFirstSample) {
-    net->set("eth0", 100 * KB, 0);
-    tick();
-    net->set("eth0", 200 * KB, 0);
-    EXPECT_EQ(tick().paceActivities, (NetActivities{0, 0}));
-    net->set("eth0", 300 * KB, 0);
-    const ActivityObject& r = tick();
-    EXPECT_EQ(r.paceActivities, (NetActivities{0, 0}));
-    EXPECT_TRUE(r.downNumbers->empty());
 }
 
 TEST_F(SamplerTest, SixtyFourBitCountersNeverWrapAndBackwardsCountersAddNothing) {
@@ -308,7 +304,7 @@ TEST_F(SamplerTest, HistoriesKeepTheNewestSixty) {
     EXPECT_EQ(recorder.records[1]->downNumbers->size(), 1u);
 }
 
-TEST_F(SamplerTest, StoredTotalsOfTheWrongShapeAreIgnored) {
+TEST_F(SamplerTest, StoredTotalsLoadResetAndStayUnwrittenByExtensions) {
     group.setUnsignedList(SettingsKey::NetActivitiesWiFiData, {1, 2, 3});
     group.setValue(SettingsKey::NetActivitiesWWANData, nlohmann::json::array({1, "x"}));
     makeMonitor();
@@ -321,9 +317,8 @@ TEST_F(SamplerTest, StoredTotalsOfTheWrongShapeAreIgnored) {
     EXPECT_EQ(monitor->dataWiFi(), (NetActivities{0, 0}));
     EXPECT_EQ(group.unsignedList(SettingsKey::NetActivitiesWWANData),
               (std::vector<uint64_t>{0, 0}));
-}
 
-TEST_F(SamplerTest, ExtensionProcessesNeverWriteTotals) {
+    group.remove(SettingsKey::NetActivitiesWiFiData);
     NetworkMonitorSources s = sources();
     s.isExtension = true;
     NetworkMonitor ext(s);
@@ -378,11 +373,8 @@ TEST_F(SamplerTest, SecurityNamesStopAtTen) {
 TEST_F(SamplerTest, SessionTimeText) {
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(0), "00:00");
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(59.9), "00:59");
-    EXPECT_EQ(NetworkMonitor::timeTextForElapsed(61), "01:01");
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(3599), "59:59");
-    EXPECT_EQ(NetworkMonitor::timeTextForElapsed(3661), "01:01:01");
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(86399), "23:59:59");
-    EXPECT_EQ(NetworkMonitor::timeTextForElapsed(90061), "01.01:01:01");
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(93784), "01.02:03:04");
     EXPECT_EQ(NetworkMonitor::timeTextForElapsed(12 * 86400.0), "12.00:00:00");
 }
