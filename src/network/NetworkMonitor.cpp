@@ -1,38 +1,37 @@
 #include "NetworkMonitor.h"
 
+#include "platform/DecimalText.h"
 #include "platform/NetworkSources.h"
-#include "platform/linux/LinuxDefaultRoute.h"
-#include "platform/linux/LinuxInterfaceAddresses.h"
+#include "platform/linux/LinuxLinkTable.h"
 #include "platform/linux/NetworkManagerWiFi.h"
+#include "platform/linux/ThreadTimerSlack.h"
 #include "settings/NotificationCenter.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
-#include <QCoreApplication>
-#include <QDateTime>
+#include <QElapsedTimer>
 #include <QThread>
 #include <QTimer>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
-double systemNow() {
-    return static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+// Seconds on the monotonic clock: the session time neither freezes nor jumps when the wall
+// clock is set.
+double monotonicNow() {
+    static const QElapsedTimer clock = [] {
+        QElapsedTimer t;
+        t.start();
+        return t;
+    }();
+    return static_cast<double>(clock.nsecsElapsed()) / 1e9 + 1.0;
 }
 
-bool hasPrefix(const std::string& s, const char* prefix) {
-    return s.rfind(prefix, 0) == 0;
-}
-
-// Local links (wired and Wi-Fi) are counted together; "pdp_ip" and "ww" links are WWAN.
-bool isLocalLinkName(const std::string& n) {
-    return hasPrefix(n, "en") || hasPrefix(n, "eth") || hasPrefix(n, "wl");
-}
-bool isWWANName(const std::string& n) {
-    return hasPrefix(n, "pdp_ip") || hasPrefix(n, "ww");
-}
+// Timer slack per "PerformanceQueuePriority": 1 asks for exact ticks; otherwise the kernel
+// may wake the tick a few milliseconds late to batch it with other wake-ups.
+constexpr unsigned long kPreciseSlackNs = 1;
+constexpr unsigned long kBackgroundSlackNs = 4'000'000;
 
 const char* totalsKey(int status) {
     return status == ReachableViaWiFi ? SettingsKey::NetActivitiesWiFiData
@@ -58,10 +57,11 @@ void insertFront(std::vector<uint64_t>& list, uint64_t value, size_t cap) {
 
 NetworkMonitorSources NetworkMonitorSources::system() {
     NetworkMonitorSources s;
-    s.addresses = std::make_shared<LinuxInterfaceAddresses>();
-    s.route = std::make_shared<LinuxDefaultRoute>();
+    auto table = std::make_shared<LinuxLinkTable>();
+    s.links = table;
+    s.route = table;
     s.wifi = NetworkManagerWiFi::shared();
-    s.now = systemNow;
+    s.now = monotonicNow;
     s.group = &SettingsDomain::group();
     return s;
 }
@@ -74,7 +74,7 @@ NetworkMonitor& NetworkMonitor::shared() {
 NetworkMonitor::NetworkMonitor(NetworkMonitorSources sources, QObject* parent)
     : QObject(parent), sources_(std::move(sources)), netReachability_(sources_.route) {
     if (!sources_.now)
-        sources_.now = systemNow;
+        sources_.now = monotonicNow;
     initActivities();
     dataWiFi_ = loadTotals(sources_.group, SettingsKey::NetActivitiesWiFiData);
     dataWWAN_ = loadTotals(sources_.group, SettingsKey::NetActivitiesWWANData);
@@ -83,22 +83,7 @@ NetworkMonitor::NetworkMonitor(NetworkMonitorSources sources, QObject* parent)
         this, [this](const Notification&) { notifyPerformanceQueuePriorityDidChange(); });
 }
 
-NetworkMonitor::~NetworkMonitor() {
-    if (thread_) {
-        QMetaObject::invokeMethod(
-            worker_,
-            [this] {
-                delete timer_;
-                timer_ = nullptr;
-                delete worker_;
-                worker_ = nullptr;
-            },
-            Qt::BlockingQueuedConnection);
-        thread_->quit();
-        thread_->wait();
-        delete thread_;
-    }
-}
+NetworkMonitor::~NetworkMonitor() = default;
 
 void NetworkMonitor::addActivityObserver(ActivityObserver* observer) {
     if (walkingObservers_)
@@ -120,56 +105,31 @@ void NetworkMonitor::removeActivityObserver(ActivityObserver* observer) {
     observers_.erase(std::remove(observers_.begin(), observers_.end(), observer), observers_.end());
 }
 
-void NetworkMonitor::ensureThread() {
-    if (thread_)
-        return;
-    thread_ = new QThread;
-    thread_->setObjectName(QStringLiteral("lumenstat-sampler"));
-    worker_ = new QObject;
-    worker_->moveToThread(thread_);
-    thread_->start();
-}
-
 void NetworkMonitor::applyPriority() {
-    // 1 asks for a high-priority sampler; anything else runs it in the background.
-    thread_->setPriority(performanceQueuePriority() == 1 ? QThread::HighPriority
-                                                         : QThread::LowestPriority);
+    setThreadTimerSlack(performanceQueuePriority() == 1 ? kPreciseSlackNs : kBackgroundSlackNs);
 }
 
 void NetworkMonitor::startMonitoring() {
-    if (isRunning_.exchange(true))
+    if (timer_)
         return;
-    if (startedTime_.load() == 0.0)
+    if (startedTime_ == 0.0)
         startedTime_ = sources_.now();
-    ensureThread();
     applyPriority();
-    QMetaObject::invokeMethod(
-        worker_,
-        [this] {
-            timer_ = new QTimer;
-            timer_->setTimerType(Qt::PreciseTimer);
-            timer_->setInterval(1000);
-            QObject::connect(timer_, &QTimer::timeout, timer_, [this] { updateNetworkInfo(); });
-            timer_->start();
-            updateNetworkInfo(); // the first tick fires at once
-        },
-        Qt::QueuedConnection);
+    timer_ = new QTimer(this);
+    timer_->setTimerType(Qt::PreciseTimer);
+    timer_->setInterval(1000);
+    connect(timer_, &QTimer::timeout, this, [this] { updateNetworkInfo(); });
+    timer_->start();
+    // The first tick fires at once, from the event loop like every other one.
+    QTimer::singleShot(0, timer_, [this] { updateNetworkInfo(); });
 }
 
 void NetworkMonitor::stopMonitoring() {
-    if (!isRunning_.load() || !thread_)
+    if (!timer_)
         return;
-    // Cancellation completes on the timer's thread, like a cancel handler: until then the
-    // monitor still counts as running.
-    QMetaObject::invokeMethod(
-        worker_,
-        [this] {
-            delete timer_;
-            timer_ = nullptr;
-            dirtyActivity_ = true;
-            isRunning_ = false;
-        },
-        Qt::QueuedConnection);
+    delete timer_;
+    timer_ = nullptr;
+    dirtyActivity_ = true;
 }
 
 void NetworkMonitor::notifyPerformanceQueuePriorityDidChange() {
@@ -185,22 +145,26 @@ void NetworkMonitor::initActivities() {
 NetActivities NetworkMonitor::currentNetworkPaceWithReachabilityStatus(int status) {
     if (status == NotReachable)
         return {};
-    static thread_local std::vector<InterfaceAddressEntry> entries;
-    if (!sources_.addresses || !sources_.addresses->read(entries))
+    std::vector<LinkEntry>& links = links_;
+    if (!sources_.links || !sources_.links->readCounters(links))
         return {};
-    uint32_t wifiIn = 0, wifiOut = 0, wwanIn = 0, wwanOut = 0;
-    for (const InterfaceAddressEntry& e : entries) {
-        if (e.family == InterfaceAddressEntry::Family::IPv4) {
-            IPString_ = e.ipv4;
-        } else if (e.family == InterfaceAddressEntry::Family::Link && e.hasStats) {
-            // 32-bit sums wrap exactly as the kernel's 32-bit link counters do.
-            if (isLocalLinkName(e.name)) {
-                wifiIn += e.rxBytes;
-                wifiOut += e.txBytes;
-            } else if (isWWANName(e.name)) {
-                wwanIn += e.rxBytes;
-                wwanOut += e.txBytes;
-            }
+    if (QString ip = sources_.links->lastIPv4Address(); !ip.isNull())
+        IPString_ = std::move(ip);
+    uint64_t wifiIn = 0, wifiOut = 0, wwanIn = 0, wwanOut = 0;
+    for (const LinkEntry& e : links) {
+        if (!e.hasStats)
+            continue;
+        switch (classifyLink(e)) {
+        case LinkClass::Local:
+            wifiIn += e.rxBytes;
+            wifiOut += e.txBytes;
+            break;
+        case LinkClass::WWAN:
+            wwanIn += e.rxBytes;
+            wwanOut += e.txBytes;
+            break;
+        case LinkClass::Uncounted:
+            break;
         }
     }
     if (status == ReachableViaWiFi)
@@ -211,12 +175,10 @@ NetActivities NetworkMonitor::currentNetworkPaceWithReachabilityStatus(int statu
 }
 
 NetActivities NetworkMonitor::dataWiFi() const {
-    std::lock_guard lock(totalsMutex_);
     return dataWiFi_;
 }
 
 NetActivities NetworkMonitor::dataWWAN() const {
-    std::lock_guard lock(totalsMutex_);
     return dataWWAN_;
 }
 
@@ -227,6 +189,10 @@ void NetworkMonitor::persistTotals(int status, const NetActivities& totals) {
 }
 
 void NetworkMonitor::updateNetworkInfo() {
+    const double now = sources_.now();
+    if (lastTick_ && now - *lastTick_ > kLateTick)
+        dirtyActivity_ = true;
+    lastTick_ = now;
     const NetworkStatus status = netReachability_.currentReachabilityStatus();
     if (status == NotReachable) {
         initActivities();
@@ -257,10 +223,7 @@ void NetworkMonitor::updateNetworkInfo() {
             upPace = current.up - netActivities_.up;
             totals.up += upPace;
         }
-        {
-            std::lock_guard lock(totalsMutex_);
-            (status == ReachableViaWiFi ? dataWiFi_ : dataWWAN_) = totals;
-        }
+        (status == ReachableViaWiFi ? dataWiFi_ : dataWWAN_) = totals;
         persistTotals(status, totals);
         insertFront(downPaces_, downPace, kHistoryLength);
         insertFront(upPaces_, upPace, kHistoryLength);
@@ -294,29 +257,24 @@ void NetworkMonitor::fillConnectionDetails(ActivityObject& record) {
     record.security = getSecurityStringForNetwork(wifi.securityMode);
     record.channel = QString::number(wifi.channel);
     record.strengthValue = wifi.rssi;
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%ld dBm", wifi.rssi);
-    record.strength = QString::fromLatin1(buf);
-    std::snprintf(buf, sizeof buf, "%.1lf Mbps", wifi.transmitRate);
-    record.transmitRate = QString::fromLatin1(buf);
+    record.strength = QString::number(wifi.rssi) + QStringLiteral(" dBm");
+    record.transmitRate = decimalText(wifi.transmitRate, 1) + QStringLiteral(" Mbps");
 }
 
 void NetworkMonitor::dispatchActivityObject(const ActivityRecord& record) {
-    QMetaObject::invokeMethod(
-        this,
-        [this, record] {
-            walkingObservers_ = true;
-            for (ActivityObserver* o : observers_)
-                o->networkActivityDidUpdate(record);
-            walkingObservers_ = false;
-        },
-        Qt::QueuedConnection);
+    if (QThread::currentThread() != thread()) {
+        QMetaObject::invokeMethod(
+            this, [this, record] { dispatchActivityObject(record); }, Qt::QueuedConnection);
+        return;
+    }
+    walkingObservers_ = true;
+    for (ActivityObserver* o : observers_)
+        o->networkActivityDidUpdate(record);
+    walkingObservers_ = false;
 }
 
 QString NetworkMonitor::fullTimeText(unsigned long n) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, n > 9 ? "%lu" : "0%lu", n);
-    return QString::fromLatin1(buf);
+    return n > 9 ? QString::number(n) : QStringLiteral("0") + QString::number(n);
 }
 
 QString NetworkMonitor::timeTextForElapsed(double elapsed) {
@@ -336,7 +294,7 @@ QString NetworkMonitor::timeTextForElapsed(double elapsed) {
 }
 
 QString NetworkMonitor::timeText() const {
-    return timeTextForElapsed(sources_.now() - startedTime_.load());
+    return timeTextForElapsed(sources_.now() - startedTime_);
 }
 
 QString NetworkMonitor::getSecurityStringForNetwork(int mode) {
@@ -350,11 +308,8 @@ QString NetworkMonitor::getSecurityStringForNetwork(int mode) {
 }
 
 void NetworkMonitor::resetData() {
-    {
-        std::lock_guard lock(totalsMutex_);
-        dataWiFi_ = {};
-        dataWWAN_ = {};
-    }
+    dataWiFi_ = {};
+    dataWWAN_ = {};
     if (sources_.group) {
         sources_.group->setUnsignedList(SettingsKey::NetActivitiesWiFiData, {0, 0});
         sources_.group->setUnsignedList(SettingsKey::NetActivitiesWWANData, {0, 0});

@@ -4,18 +4,16 @@
 #include "ActivityObserver.h"
 #include "NetActivities.h"
 #include "Reachability.h"
+#include "platform/NetworkSources.h"
 
 #include <QObject>
 #include <QString>
 
-#include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <vector>
 
-class InterfaceAddressSource;
-class QThread;
 class QTimer;
 class RouteSource;
 class SettingsDomain;
@@ -23,10 +21,10 @@ class WiFiSource;
 
 // Where the sampler gets its readings from; the defaults read the running system.
 struct NetworkMonitorSources {
-    std::shared_ptr<InterfaceAddressSource> addresses;
+    std::shared_ptr<LinkSource> links;
     std::shared_ptr<RouteSource> route;
     std::shared_ptr<WiFiSource> wifi; // null: no Wi-Fi client at all
-    std::function<double()> now;      // seconds since 1970
+    std::function<double()> now;      // seconds on a monotonic clock (never set back)
     SettingsDomain* group = nullptr;  // where the running totals persist
     bool isExtension = false;         // an extension process never writes the totals
 
@@ -35,11 +33,13 @@ struct NetworkMonitorSources {
 
 // The heartbeat: once a second it reads the interface counters, computes the paces,
 // keeps histories, maxima and running totals, and hands one immutable record to every
-// observer on the main thread.
+// observer. The timer runs on the monitor's (main) thread, so a tick is one wake-up of one
+// thread and the record reaches the observers directly, in list order.
 class NetworkMonitor : public QObject {
     Q_OBJECT
 public:
     static constexpr size_t kHistoryLength = 60;
+    static constexpr double kLateTick = 1.5;
 
     static NetworkMonitor& shared();
     explicit NetworkMonitor(NetworkMonitorSources sources, QObject* parent = nullptr);
@@ -52,11 +52,13 @@ public:
 
     void startMonitoring();
     void stopMonitoring();
-    bool isRunning() const { return isRunning_.load(); }
+    bool isRunning() const { return timer_ != nullptr; }
     void notifyPerformanceQueuePriorityDidChange();
 
     void initActivities();
-    // One tick. Runs on the timer's thread; tests call it directly.
+    // One tick; tests call it directly. A tick that comes more than kLateTick seconds after
+    // the previous one (the process was stopped, the machine stalled) is a dirty sample: its
+    // bytes count into the totals but its paces raise no maximum.
     void updateNetworkInfo();
     NetActivities currentNetworkPaceWithReachabilityStatus(int status);
     void dispatchActivityObject(const ActivityRecord& record);
@@ -80,33 +82,30 @@ public:
     std::vector<uint64_t> upPaces() const { return upPaces_; }
     std::vector<uint64_t> downPaces() const { return downPaces_; }
     bool dirtyActivity() const { return dirtyActivity_; }
-    double startedTime() const { return startedTime_; }
+    double startedTime() const { return startedTime_; } // on the monotonic clock
     QString IPString() const { return IPString_; }
 
 private:
     void fillConnectionDetails(ActivityObject& record);
     void persistTotals(int status, const NetActivities& totals);
-    void ensureThread();
     void applyPriority();
 
     NetworkMonitorSources sources_;
     Reachability netReachability_;
-    QThread* thread_ = nullptr;
-    QObject* worker_ = nullptr; // lives on thread_; the timer's context
-    QTimer* timer_ = nullptr;   // lives on thread_
-    std::atomic<bool> isRunning_{false};
+    QTimer* timer_ = nullptr; // present while running
     bool dirtyActivity_ = false;
+    std::optional<double> lastTick_;
+    std::vector<LinkEntry> links_; // the last counter read, kept for its capacity
     int netMode_ = NotReachable;
     QString IPString_;
     std::vector<uint64_t> upPaces_;
     std::vector<uint64_t> downPaces_;
-    std::atomic<double> startedTime_{0.0};
+    double startedTime_ = 0.0;
     std::vector<ActivityObserver*> observers_;
     bool walkingObservers_ = false;
     NetActivities netActivities_;
     NetActivities avgActivities_;
     NetActivities seesionMaxActivities_;
-    mutable std::mutex totalsMutex_;
     NetActivities dataWiFi_;
     NetActivities dataWWAN_;
 };

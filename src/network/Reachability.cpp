@@ -1,10 +1,10 @@
 #include "Reachability.h"
 
 #include "platform/NetworkSources.h"
-#include "platform/linux/LinuxDefaultRoute.h"
+#include "platform/linux/LinuxLinkTable.h"
 
 std::unique_ptr<Reachability> Reachability::reachabilityForInternetConnection() {
-    return std::make_unique<Reachability>(std::make_shared<LinuxDefaultRoute>());
+    return std::make_unique<Reachability>(std::make_shared<LinuxLinkTable>());
 }
 
 Reachability::Reachability(std::shared_ptr<RouteSource> source) : source_(std::move(source)) {}

@@ -1,23 +1,15 @@
 #include "SpeedText.h"
 
-#include <cstdio>
+#include "platform/DecimalText.h"
 
 namespace SpeedText {
 
 namespace {
 constexpr uint64_t kSwitchPoint = 1025;
-
-QString printf1(const char* format, double v) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, format, v);
-    return QString::fromLatin1(buf);
-}
 } // namespace
 
 QString formatDecimals(double value, int decimals) {
-    char format[16];
-    std::snprintf(format, sizeof format, "%%.%dlf", decimals);
-    return printf1(format, value);
+    return decimalText(value, decimals);
 }
 
 ValueAndUnit adaptive(uint64_t kb) {
@@ -34,13 +26,10 @@ ValueAndUnit fixed(uint64_t kb) {
 }
 
 QString compact(uint64_t kb) {
-    if (kb < kSwitchPoint) {
-        char buf[48];
-        std::snprintf(buf, sizeof buf, "%ld KB", static_cast<long>(kb));
-        return QString::fromLatin1(buf);
-    }
+    if (kb < kSwitchPoint)
+        return QString::number(kb) + QStringLiteral(" KB");
     const float mb = static_cast<float>(kb) / 1024.0f;
-    return printf1("%.2lf MB", static_cast<double>(mb));
+    return decimalText(static_cast<double>(mb), 2) + QStringLiteral(" MB");
 }
 
 ValueAndUnit coarse(uint64_t kb) {
@@ -53,11 +42,11 @@ ValueAndUnit coarse(uint64_t kb) {
 QString dataVolumeText(uint64_t kb) {
     const float mb = static_cast<float>(kb) / 1024.0f;
     if (!(mb > 1024.0f))
-        return printf1("%.0lf MB", static_cast<double>(mb));
+        return decimalText(static_cast<double>(mb), 0) + QStringLiteral(" MB");
     const double gb = static_cast<double>(mb) / 1024.0;
     if (!(gb > 1024.0))
-        return printf1("%.0lf GB", gb);
-    return printf1("%.1lf TB", gb / 1024.0);
+        return decimalText(gb, 0) + QStringLiteral(" GB");
+    return decimalText(gb / 1024.0, 1) + QStringLiteral(" TB");
 }
 
 } // namespace SpeedText

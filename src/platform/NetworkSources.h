@@ -5,31 +5,64 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What the traffic sampler needs from the operating system, behind small interfaces so
 // tests can feed it recorded or synthetic data.
 
-// One entry of the interface address list, in the system's order.
-struct InterfaceAddressEntry {
-    enum class Family { IPv4, Link, Other };
+// One network link as the kernel describes it.
+struct LinkEntry {
+    int index = 0;
     std::string name;
-    Family family = Family::Other;
-    QString ipv4;          // dotted-decimal, for IPv4 entries
-    bool hasStats = false; // link entries: statistics present
-    uint32_t rxBytes = 0;  // link entries: received bytes (32-bit counter)
-    uint32_t txBytes = 0;  // link entries: sent bytes (32-bit counter)
+    std::string kind;        // driver kind ("veth", "vlan", "bridge", ...); empty for plain devices
+    bool carrier = false;    // up with a lower-layer connection
+    bool wwanDevice = false; // the device calls itself a mobile broadband modem
+    bool hasStats = false;
+    uint64_t rxBytes = 0; // received bytes, 64-bit counter
+    uint64_t txBytes = 0; // sent bytes, 64-bit counter
 };
 
-class InterfaceAddressSource {
+// Whose traffic a link is: the local-link kind (wired and Wi-Fi, counted together), WWAN,
+// or neither. The one rule for both the route's connection kind and the sums.
+enum class LinkClass { Uncounted, Local, WWAN };
+
+inline LinkClass classifyLink(const LinkEntry& link) {
+    const std::string_view name = link.name;
+    const std::string_view kind = link.kind;
+    // Stacked links: their bytes are already in the parent's counters.
+    if (kind == "vlan" || kind == "macvlan" || kind == "ipvlan" || kind == "macvtap")
+        return LinkClass::Uncounted;
+    if (link.wwanDevice || kind == "wwan" || name.starts_with("ww") || name.starts_with("pdp_ip"))
+        return LinkClass::WWAN;
+    if (name.starts_with("en") || name.starts_with("eth") || name.starts_with("wl"))
+        return LinkClass::Local;
+    return LinkClass::Uncounted;
+}
+
+// Reachability flags for a default route through `link` (null: a route whose link is not
+// known): 0x2 reachable, plus 0x20000 through a WWAN link. A link without carrier carries
+// no route at all.
+inline uint32_t defaultRouteFlags(const LinkEntry* link) {
+    if (link && !link->carrier)
+        return 0;
+    uint32_t flags = 0x2;
+    if (link && classifyLink(*link) == LinkClass::WWAN)
+        flags |= 0x20000;
+    return flags;
+}
+
+class LinkSource {
 public:
-    virtual ~InterfaceAddressSource() = default;
-    // Fills out with every address of every interface. False when the list cannot be read.
-    virtual bool read(std::vector<InterfaceAddressEntry>& out) = 0;
+    virtual ~LinkSource() = default;
+    // Fills out with fresh counters of at least every counted link (classifyLink); other
+    // links may be listed too. False when the counters cannot be read.
+    virtual bool readCounters(std::vector<LinkEntry>& out) = 0;
+    // The last IPv4 address of the system's address list (loopback included); null when none.
+    virtual QString lastIPv4Address() = 0;
 };
 
-// Reachability of the default route, as a set of flag bits:
-// 0x2 reachable (a default route exists), 0x20000 the route's link is a WWAN link.
+// Reachability of the default route, as a set of flag bits (defaultRouteFlags).
 class RouteSource {
 public:
     virtual ~RouteSource() = default;

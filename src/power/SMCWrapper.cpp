@@ -1,5 +1,6 @@
 #include "SMCWrapper.h"
 
+#include "platform/DecimalText.h"
 #include "platform/linux/AppleSmcTransport.h"
 
 #include <QLocale>
@@ -35,22 +36,25 @@ struct FixedPoint {
     const char* type;
     bool isSigned;
     double scale; // exact reciprocal power of two
-    const char* format;
+    int decimals;
 };
 
 const FixedPoint kFixedPoint[] = {
-    {"fp1f", false, 1.0 / 32768, "%.5f "}, {"fp4c", false, 1.0 / 4096, "%.5f "},
-    {"fp5b", false, 1.0 / 2048, "%.5f "},  {"fp6a", false, 1.0 / 1024, "%.4f "},
-    {"fp79", false, 1.0 / 512, "%.4f "},   {"fp88", false, 1.0 / 256, "%.3f "},
-    {"fpa6", false, 1.0 / 64, "%.2f "},    {"fpc4", false, 1.0 / 16, "%.2f "},
-    {"fpe2", false, 1.0 / 4, "%.2f "},     {"sp1e", true, 1.0 / 16384, "%.5f "},
-    {"sp3c", true, 1.0 / 4096, "%.5f "},   {"sp4b", true, 1.0 / 2048, "%.4f "},
-    {"sp5a", true, 1.0 / 1024, "%.4f "},   {"sp69", true, 1.0 / 512, "%.3f "},
-    {"sp78", true, 1.0 / 256, "%.3f "},    {"sp87", true, 1.0 / 128, "%.3f "},
-    {"sp96", true, 1.0 / 64, "%.2f "},     {"spb4", true, 1.0 / 16, "%.2f "},
+    {"fp1f", false, 1.0 / 32768, 5}, {"fp4c", false, 1.0 / 4096, 5}, {"fp5b", false, 1.0 / 2048, 5},
+    {"fp6a", false, 1.0 / 1024, 4},  {"fp79", false, 1.0 / 512, 4},  {"fp88", false, 1.0 / 256, 3},
+    {"fpa6", false, 1.0 / 64, 2},    {"fpc4", false, 1.0 / 16, 2},   {"fpe2", false, 1.0 / 4, 2},
+    {"sp1e", true, 1.0 / 16384, 5},  {"sp3c", true, 1.0 / 4096, 5},  {"sp4b", true, 1.0 / 2048, 4},
+    {"sp5a", true, 1.0 / 1024, 4},   {"sp69", true, 1.0 / 512, 3},   {"sp78", true, 1.0 / 256, 3},
+    {"sp87", true, 1.0 / 128, 3},    {"sp96", true, 1.0 / 64, 2},    {"spb4", true, 1.0 / 16, 2},
 };
 
 constexpr size_t kTextLimit = 15;
+
+// A fixed-point value with a '.' whatever the locale, then the suffix.
+void putDecimal(char* text, double value, int decimals, const char* suffix) {
+    const QByteArray s = decimalText(value, decimals).toLatin1() + suffix;
+    std::snprintf(text, kTextLimit, "%s", s.constData());
+}
 
 } // namespace
 
@@ -194,13 +198,12 @@ void SMCWrapper::getStringRepresentation(const uint8_t* bytes, uint32_t size, co
     if (size == 2) {
         for (const FixedPoint& f : kFixedPoint) {
             if (is(f.type)) {
-                std::snprintf(text, kTextLimit, f.format,
-                              (f.isSigned ? s16(bytes) : u16(bytes)) * f.scale);
+                putDecimal(text, (f.isSigned ? s16(bytes) : u16(bytes)) * f.scale, f.decimals, " ");
                 return;
             }
         }
         if (is("spf0")) {
-            std::snprintf(text, kTextLimit, "%.0f ", u16(bytes));
+            putDecimal(text, u16(bytes), 0, " ");
             return;
         }
         if (is("si16")) {
@@ -214,7 +217,7 @@ void SMCWrapper::getStringRepresentation(const uint8_t* bytes, uint32_t size, co
     }
     if (size == 2 && is("{pwm")) {
         const int32_t scaled = int32_t(u16(bytes)) * 100;
-        std::snprintf(text, kTextLimit, "%.1f%% ", double(scaled) / 65536.0);
+        putDecimal(text, double(scaled) / 65536.0, 1, "% ");
         return;
     }
 }

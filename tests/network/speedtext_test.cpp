@@ -3,9 +3,49 @@
 #include "network/Reachability.h"
 #include "network/SpeedText.h"
 
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+
 namespace {
+
+// Switches the C library to de_DE.UTF-8, generating the locale into a private folder when the
+// system lacks it. False when that is impossible here.
+bool useGermanLocale() {
+    static QTemporaryDir dir;
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8"))
+        return true;
+    const QString target = dir.path() + "/de_DE.UTF-8";
+    if (QProcess::execute("localedef", {"-i", "de_DE", "-f", "UTF-8", target}) != 0 &&
+        !QFile::exists(target + "/LC_NUMERIC"))
+        return false;
+    qputenv("LOCPATH", dir.path().toLocal8Bit());
+    return std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+}
+
+TEST(SpeedText, DecimalPointUnderAGermanLocale) {
+    if (!useGermanLocale())
+        GTEST_SKIP() << "de_DE.UTF-8 cannot be generated here";
+    char probe[16];
+    std::snprintf(probe, sizeof probe, "%.2f", 1.0);
+    EXPECT_STREQ(probe, "1,00") << "the locale is active";
+    EXPECT_EQ(SpeedText::adaptive(1025).value, "1.00");
+    EXPECT_EQ(SpeedText::adaptive(20480).value, "20.0");
+    EXPECT_EQ(SpeedText::fixed(1536).value, "1.50");
+    EXPECT_EQ(SpeedText::compact(1025), "1.00 MB");
+    EXPECT_EQ(SpeedText::coarse(1536).value, "1.5");
+    EXPECT_EQ(SpeedText::dataVolumeText(2147483648ull), "2.0 TB");
+    EXPECT_EQ(SpeedText::formatDecimals(866.65, 1), "866.6")
+        << "printf's rounding of the binary value";
+    EXPECT_EQ(SpeedText::formatDecimals(0.125, 2), "0.12") << "an exact tie goes to even";
+    std::setlocale(LC_ALL, "C");
+}
 
 TEST(SpeedText, KilobyteToMegabyteSwitchAt1025) {
     EXPECT_EQ(SpeedText::adaptive(0).value, "0");

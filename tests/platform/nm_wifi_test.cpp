@@ -109,12 +109,12 @@ TEST(NetworkManagerWiFiRules, SecurityChannelAndSignalParsing) {
     EXPECT_EQ(NetworkManagerWiFi::securityModeForFlags(1, 0, 0x200), 9);
     EXPECT_EQ(NetworkManagerWiFi::securityModeForFlags(1, 0, 0x400), 11) << "WPA3 is unknown";
     EXPECT_EQ(NetworkManagerWiFi::securityModeForFlags(1, 0, 0x500), 4) << "WPA2/WPA3 transition";
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(2412), 1);
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(2472), 13);
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(2484), 14);
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(5745), 149);
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(5955), 1);
-    EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(0), 0);
+    const std::pair<uint32_t, int> channels[] = {
+        {2412, 1},   {2472, 13},  {2484, 14}, {2407, 0},   {2500, 0},   {4910, 182}, {4920, 184},
+        {4980, 196}, {4995, 199}, {5180, 36}, {5745, 149}, {5885, 177}, {5935, 2},   {5955, 1},
+        {6415, 93},  {7115, 233}, {7120, 0},  {58320, 1},  {70200, 6},  {0, 0},      {900, 0}};
+    for (const auto& [mhz, channel] : channels)
+        EXPECT_EQ(NetworkManagerWiFi::channelForFrequency(mhz), channel) << mhz << " MHz";
     const QByteArray text = " wlp2s0: 0000   70.  -40.  -256  0 0 0 0 0 0\n"
                             " wlan1: 0000   30.  196.  0  0 0 0 0 0 0\n"
                             " wlan2: 0000   30.  abc.  0\n";

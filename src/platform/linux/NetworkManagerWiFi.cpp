@@ -197,10 +197,14 @@ int NetworkManagerWiFi::channelForFrequency(uint32_t mhz) {
         return 14;
     if (mhz >= 2412 && mhz <= 2472)
         return static_cast<int>((mhz - 2407) / 5);
+    if (mhz >= 4910 && mhz <= 4995) // 4.9 GHz (Japan, public safety): channels 182-199
+        return static_cast<int>((mhz - 4000) / 5);
+    if (mhz > 5000 && mhz < 5925)
+        return static_cast<int>((mhz - 5000) / 5);
+    if (mhz == 5935) // 6 GHz channel 2 sits below the band's 5 MHz grid
+        return 2;
     if (mhz >= 5955 && mhz <= 7115)
         return static_cast<int>((mhz - 5950) / 5);
-    if (mhz >= 4910 && mhz <= 5895)
-        return static_cast<int>((mhz - 5000) / 5);
     if (mhz >= 58320 && mhz <= 70200)
         return static_cast<int>((mhz - 56160) / 2160);
     return 0;
