@@ -213,14 +213,19 @@ TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
 
 TEST(PowerPercentageLog, TimingRules) {
     PercentageFixture f;
+    f.battery = false;
     auto log = f.make();
+    log->needsUpdate(); // due, but without a battery no reading: the chart is still told
+    EXPECT_EQ(log->dataset().size(), 1008u);
+    EXPECT_EQ(f.posts, 1);
+    f.battery = true;
     log->needsUpdate(); // real point at now
     const double last = f.now;
 
     f.now = last + 589; // just under the 590 s tolerance: too early
     log->needsUpdate();
     EXPECT_EQ(log->dataset().size(), 1009u);
-    EXPECT_EQ(f.posts, 1);
+    EXPECT_EQ(f.posts, 2);
 
     f.now = last + 1500; // 25 minutes: two placeholders, no reading
     f.r.set(5, 4000, 4500, 40, false);
@@ -228,15 +233,11 @@ TEST(PowerPercentageLog, TimingRules) {
     ASSERT_EQ(log->dataset().size(), 1011u);
     EXPECT_EQ(log->dataset()[1009], point(true, 67, false, last + 600));
     EXPECT_EQ(log->dataset()[1010], point(true, 67, false, last + 1200));
-    EXPECT_EQ(f.posts, 2);
-
-    // The next due call (300 s after the last placeholder is early, 590 s is due).
-    f.now = last + 1200 + 590;
-    log->needsUpdate();
-    ASSERT_EQ(log->dataset().size(), 1012u);
-    EXPECT_EQ(log->dataset().back()["Cap"], 40);
-    EXPECT_EQ(log->dataset().back()["Fake"], false);
     EXPECT_EQ(f.posts, 3);
+
+    f.now = last + 1200 + 590; // due again: a real reading
+    log->needsUpdate();
+    EXPECT_EQ(log->dataset().back(), point(false, 40, false, f.now));
 
     // A clock set back 25 minutes counts as a gap as well.
     const double latest = f.now;
@@ -244,25 +245,16 @@ TEST(PowerPercentageLog, TimingRules) {
     log->needsUpdate();
     ASSERT_EQ(log->dataset().size(), 1014u);
     EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), latest + 1200);
-}
 
-TEST(PowerPercentageLog, NoReadingWithoutALoadedReportAndAWeekAwayReseeds) {
-    PercentageFixture f;
-    f.battery = false;
-    auto log = f.make();
-    log->needsUpdate();
-    EXPECT_EQ(log->dataset().size(), 1008u);
-    EXPECT_EQ(f.posts, 1); // the due call still tells the chart
-    f.battery = true;
+    // A report that failed to load gives no reading; a week away starts a fresh seed.
     f.r.fake->registry.reset();
     f.r.report.loadReports();
+    f.now = latest + 600;
     log->needsUpdate();
-    EXPECT_EQ(log->dataset().size(), 1008u);
-
+    EXPECT_EQ(log->dataset().size(), 1014u);
     f.now += 8 * 86400;
     log->needsUpdate();
-    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), f.now - 600);
-    EXPECT_EQ(log->dataset().back()["Fake"], true);
+    EXPECT_EQ(log->dataset().back(), point(true, 100, false, f.now - 600));
     EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
 }
 
@@ -274,30 +266,25 @@ TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
 
     stored.push_back(point(false, 51, false, f.now));
     f.group.setValue(SettingsKey::BatteryRawData, stored);
-    auto exact = f.make();
-    EXPECT_EQ(exact->dataset().back()["Cap"], 51); // exactly 1008: taken
+    EXPECT_EQ(f.make()->dataset().back()["Cap"], 51); // exactly 1008: taken
 
     // Points that cannot be real are dropped, the rest is kept.
-    stored[3]["Cap"] = -4;
-    stored[4]["Cap"] = 4000;
-    stored[5]["Time"] = -1.0;
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    auto trimmed = f.make();
-    EXPECT_EQ(trimmed->dataset().size(), 1005u);
-    EXPECT_EQ(trimmed->dataset().back()["Cap"], 51);
+    Json impossible = stored;
+    impossible[3]["Cap"] = -4;
+    impossible[4]["Cap"] = 4000;
+    impossible[5]["Time"] = -1.0;
+    f.group.setValue(SettingsKey::BatteryRawData, impossible);
+    EXPECT_EQ(f.make()->dataset().size(), 1005u);
 
-    stored[3] = 17;
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100); // a non-dictionary element
-}
+    impossible[3] = 17; // a non-dictionary element
+    f.group.setValue(SettingsKey::BatteryRawData, impossible);
+    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100);
 
-TEST(PowerPercentageLog, LastPointWithoutATimeResetsQuietly) {
-    PercentageFixture f;
-    Json stored = storedWeek(1008, f.now);
-    stored.back()["Time"] = 1699999400; // an integer, not a double
+    // A last point whose time is an integer resets quietly at the next step.
+    stored.back()["Time"] = 1699999400;
     f.group.setValue(SettingsKey::BatteryRawData, stored);
     auto log = f.make();
-    ASSERT_EQ(log->dataset().back()["Cap"], 50);
+    ASSERT_EQ(log->dataset().back()["Cap"], 51);
     log->needsUpdate();
     EXPECT_EQ(log->dataset().back()["Cap"], 100);
     EXPECT_EQ(f.posts, 0);
@@ -306,9 +293,9 @@ TEST(PowerPercentageLog, LastPointWithoutATimeResetsQuietly) {
     stored.back()["Time"] = f.now - 600.0;
     stored.back()["Cap"] = "50";
     f.group.setValue(SettingsKey::BatteryRawData, stored);
-    auto other = f.make();
+    log = f.make();
     f.now += 1200; // 1800 s since the last point
-    other->needsUpdate();
-    ASSERT_EQ(other->dataset().size(), 1011u);
-    EXPECT_EQ(other->dataset().back()["Cap"], 100);
+    log->needsUpdate();
+    ASSERT_EQ(log->dataset().size(), 1011u);
+    EXPECT_EQ(log->dataset().back()["Cap"], 100);
 }

@@ -25,14 +25,12 @@ public:
     std::vector<uint8_t> value{0x2D, 0x80};
     int failOnCommand = -1;
     std::vector<SMCKeyData> calls;
-    std::vector<uint32_t> methods;
     bool closed = false;
 
     OpenResult open() override { return openResult; }
     void close() override { closed = true; }
-    int call(uint32_t method, const SMCKeyData& in, SMCKeyData& out) override {
+    int call(uint32_t, const SMCKeyData& in, SMCKeyData& out) override {
         calls.push_back(in);
-        methods.push_back(method);
         if (in.command == failOnCommand)
             return kSMCErrorNotPrivileged;
         if (in.key != key)
@@ -114,17 +112,12 @@ TEST(SMCRead, TwoCommandsTheSizeSentBackAndFailures) {
     ASSERT_TRUE(wrapper.readKey("TC0P", text));
     EXPECT_EQ(text, "45.500 ");
     ASSERT_EQ(controller->calls.size(), 2u);
-    EXPECT_EQ(controller->methods, (std::vector<uint32_t>{2, 2}));
     EXPECT_EQ(controller->calls[0].command, kSMCReadKeyInfo);
-    EXPECT_EQ(controller->calls[0].key, 0x54433050u);
     EXPECT_EQ(controller->calls[1].command, kSMCReadBytes);
     EXPECT_EQ(controller->calls[1].keyInfoSize, 2u);
-
     std::optional<double> number;
     ASSERT_TRUE(wrapper.readKey("TC0P", number));
-    ASSERT_TRUE(number.has_value());
-    EXPECT_DOUBLE_EQ(*number, 45.5);
-
+    EXPECT_EQ(number, 45.5);
     EXPECT_EQ(log.text, "");
 
     // Failures give empty text and zero.
@@ -166,9 +159,7 @@ TEST(SMCOpen, FailuresPrintTheirLines) {
 
 TEST(SMCAppleSmcTransport, MissingDriverAndReadableTree) {
     TempDir dir;
-    AppleSmcTransport absent(dir.path());
-    auto r = absent.open();
-    EXPECT_FALSE(r.found);
+    EXPECT_FALSE(AppleSmcTransport(dir.path()).open().found);
 
     // A tree whose index file is writable (as it is for root): one key at index 1.
     const QString base = "devices/platform/applesmc.768/";

@@ -31,6 +31,8 @@ has "^state: charging on external power$"
 run "$fixtures/hostile_values"
 [ $rc -eq 0 ] || fail "exit code $rc on hostile values"
 has "^model: ModelX$"
+has "^serial: SN\[31m42$"
+has "^manufacturer: Acme$"
 has "^cycleCount: 0$"
 LC_ALL=C grep -q $'[\x01-\x08\x0b-\x1f\x7f]' <<<"$out" && fail "control characters printed"
 

@@ -1,15 +1,15 @@
-#include "platform/linux/PlatformPaths.h"
+#include "app/MonitorPrinter.h"
 #include "platform/linux/ProcStatReader.h"
 #include "system/CPUReader.h"
 
 #include "support/TempDir.h"
 
 #include <QFile>
-#include <QScopeGuard>
 
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
 namespace {
@@ -64,6 +64,14 @@ TEST_F(CPUReaderTest, LoadIsBusyShareOfElapsedTicksRoundedHalfAwayFromZero) {
     EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 33, 50, 13, 1, 100, 0}));
     // Zero readings are left out of the average, which truncates: (50+33+50+13+1+100) / 6.
     EXPECT_EQ(reader.avg().value_or("absent"), "41");
+
+    // The history keeps the latest sixty: reading k has busy k, idle 100 - k.
+    uint64_t user = 40, idle = 259;
+    for (int k = 1; k <= 60; ++k)
+        rates({counters(user += k, 24, idle += 100 - k)});
+    ASSERT_EQ(reader.numbers().size(), 60u);
+    EXPECT_EQ(reader.numbers().front(), 1);
+    EXPECT_EQ(reader.numbers().back(), 60);
 }
 
 TEST_F(CPUReaderTest, CountersThatMakeNoSenseGiveNoRate) {
@@ -81,73 +89,82 @@ TEST_F(CPUReaderTest, CountersThatMakeNoSenseGiveNoRate) {
     EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 50}));
 }
 
-TEST_F(CPUReaderTest, HistoryKeepsTheLatestSixtyReadings) {
-    // Reading k (1-based) has busy k, idle 100 - k: load k.
-    uint64_t user = 0, idle = 0;
-    for (int k = 1; k <= 61; ++k) {
-        user += k;
-        idle += 100 - k;
-        rates({counters(user, 0, idle)});
-    }
-    ASSERT_EQ(reader.numbers().size(), 60u);
-    EXPECT_EQ(reader.numbers().front(), 2);
-    EXPECT_EQ(reader.numbers().back(), 61);
-}
-
 TEST(ProcStatReaderTest, AggregateLineOnly) {
     QFile fixture(LUMENSTAT_FIXTURES_DIR "/proc/stat");
     ASSERT_TRUE(fixture.open(QIODevice::ReadOnly));
-    const auto c = ProcStatReader::parse(fixture.readAll());
+    const auto c = ProcStatReader::parse(fixture.readAll().toStdString());
     ASSERT_TRUE(c.has_value());
     EXPECT_EQ(std::make_tuple(c->user, c->nice, c->system, c->idle),
               std::make_tuple(4705u, 150u, 1120u, 16250u));
-    for (const char* bad : {"cpu0 1 2 3 4\ncpu1 1 2 3 4\n", "cpu 1 2 3\n", "cpu 1 2 x 4\n",
-                            "cpu 1 -2 3 4\n", "cpu 1 99999999999999999999 3 4\n", ""})
+    for (const char* bad :
+         {"cpu0 1 2 3 4\ncpu1 1 2 3 4\n", "cpu 1 2 3\n", "cpu 1 2 x 4\n", "cpu 1 2x 3 4\n",
+          "cpu 1 -2 3 4\n", "cpu 1 99999999999999999999 3 4\n", "cpu\n", ""})
         EXPECT_FALSE(ProcStatReader::parse(bad).has_value()) << bad;
-    // Counters beyond 32 bits are read whole.
-    EXPECT_EQ(ProcStatReader::parse("intr 5\ncpu 4294967300 0 0 1\n")->user, 4294967300ull);
+    // Counters beyond 32 bits are read whole, after other lines and with tabs.
+    EXPECT_EQ(ProcStatReader::parse("intr 5\ncpu\t4294967300 0 0 1")->user, 4294967300ull);
 }
 
-TEST(ProcfsRootTest, ReloadReadsOnlyASmallRegularStatFile) {
+TEST(ProcStatReaderTest, ReadsOnlyTheStartOfARegularFile) {
     TempDir root;
-    const std::optional<QByteArray> saved = qEnvironmentVariableIsSet("LUMENSTAT_PROCFS_ROOT")
-                                                ? std::optional(qgetenv("LUMENSTAT_PROCFS_ROOT"))
-                                                : std::nullopt;
-    const auto restore = qScopeGuard([&] {
-        saved ? qputenv("LUMENSTAT_PROCFS_ROOT", *saved) : qunsetenv("LUMENSTAT_PROCFS_ROOT");
-    });
-    qputenv("LUMENSTAT_PROCFS_ROOT", root.path().toLocal8Bit());
-    CPUReader reader(std::make_shared<ProcStatReader>());
     const QString stat = root.file("stat");
-
-    root.write("stat", "cpu  600 10 200 1200 0 0 0 0 0 0\n");
-    reader.reload();
-    EXPECT_EQ(reader.cpuRate(), "40"); // 800 busy of 2000 since boot
-
-    // A FIFO nobody writes to, an endless device and an oversized file are refused at
-    // once: no wait, no memory spent.
-    const std::function<void()> hostile[] = {
-        [&] { ASSERT_EQ(::mkfifo(QFile::encodeName(stat).constData(), 0600), 0); },
-        [&] { ASSERT_TRUE(QFile::link("/dev/zero", stat)); },
-        [&] { root.write("stat", "cpu  700 10 200 1300\n" + QByteArray(2 << 20, ' ')); },
-        [&] {},
+    CPUReader reader(std::make_shared<ProcStatReader>(root.path()));
+    // Each step leaves something in place of the file and gives the rate shown after it.
+    const std::pair<std::function<void()>, const char*> steps[] = {
+        {[&] { root.write("stat", "cpu  600 10 200 1200 0 0 0 0 0 0\n"); }, "40"},
+        // A FIFO nobody writes to and an endless device are refused at once.
+        {[&] { ASSERT_EQ(::mkfifo(QFile::encodeName(stat).constData(), 0600), 0); }, "--"},
+        {[&] { ASSERT_TRUE(QFile::link("/dev/zero", stat)); }, "--"},
+        {[] {}, "--"},
+        // A long file is read no further than its first line...
+        {[&] { root.write("stat", "cpu  675 99 200 1225\n" + QByteArray(1 << 16, 'x')); }, "75"},
+        // ...and a line that does not start within the cap is no line.
+        {[&] {
+             root.write("stat", QByteArray(ProcStatReader::kReadLimit, ' ') + "\ncpu 1 1 1 1\n");
+         },
+         "--"},
+        // A number cut by the end of the file is still whole.
+        {[&] { root.write("stat", "cpu  700 10 225 1275"); }, "50"},
     };
-    for (const auto& make : hostile) {
+    for (const auto& [make, rate] : steps) {
         QFile::remove(stat);
         make();
         reader.reload();
-        EXPECT_EQ(reader.cpuRate(), "--");
-        EXPECT_FALSE(PlatformPaths::readSmallFile(stat).has_value());
+        EXPECT_EQ(reader.cpuRate(), rate) << rate;
     }
+}
 
-    // Within the cap a file is read whole, however the kernel sizes it.
-    QFile::remove(stat);
-    const QByteArray line = "cpu  675 99 200 1225 0 0 0 0 0 0\n";
-    root.write("stat", line);
-    EXPECT_EQ(PlatformPaths::readSmallFile(stat, line.size()), line);
-    EXPECT_FALSE(PlatformPaths::readSmallFile(stat, line.size() - 1).has_value());
-    reader.reload();
-    EXPECT_EQ(reader.cpuRate(), "75");
+// Every reading adds 3 busy and 1 idle tick: a load of 75.
+class StepCounters : public CpuLoadSource {
+public:
+    std::optional<CpuLoadCounters> read() override { return counters(user += 3, 0, idle += 1); }
+    uint64_t user = 0, idle = 0;
+};
+
+TEST(MonitorCpuLoad, LinesCarryTheLoadOnlyWhenASourceIsSet) {
+    ActivityObject r;
+    r.paceActivities = {2, 30};
+    EXPECT_FALSE(MonitorPrinter::textLine(r).contains("cpu"));
+    EXPECT_FALSE(
+        nlohmann::json::parse(MonitorPrinter::jsonLine(r).toStdString()).contains("cpuRate"));
+    EXPECT_TRUE(MonitorPrinter::textLine(r, "7").contains("  cpu 7%"));
+    EXPECT_TRUE(MonitorPrinter::textLine(r, "").contains("  cpu --"));
+    EXPECT_TRUE(nlohmann::json::parse(MonitorPrinter::jsonLine(r, "").toStdString())
+                    .at("cpuRate")
+                    .is_null());
+
+    std::FILE* out = std::tmpfile();
+    MonitorPrinter printer(true, 0, out);
+    CPUReader reader(std::make_shared<StepCounters>());
+    printer.setCpuRateSource([&reader] {
+        reader.reload();
+        return reader.cpuRate();
+    });
+    printer.networkActivityDidUpdate(std::make_shared<ActivityObject>(r));
+    std::rewind(out);
+    char line[4096];
+    ASSERT_TRUE(std::fgets(line, sizeof line, out));
+    std::fclose(out);
+    EXPECT_EQ(nlohmann::json::parse(line).at("cpuRate"), "75");
 }
 
 } // namespace

@@ -2,28 +2,96 @@
 
 #include "PlatformPaths.h"
 
-#include <QList>
+#include <QFile>
 
-std::optional<CpuLoadCounters> ProcStatReader::read() {
-    const auto text = PlatformPaths::readSmallFile(PlatformPaths::procfsRoot() + "/stat");
-    if (!text)
-        return std::nullopt;
-    return parse(*text);
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
 }
 
-std::optional<CpuLoadCounters> ProcStatReader::parse(const QByteArray& statText) {
-    for (const QByteArray& line : statText.split('\n')) {
-        const QList<QByteArray> fields = line.simplified().split(' ');
-        // The aggregate line is exactly "cpu"; "cpu0", "cpu1", ... are single processors.
-        if (fields.isEmpty() || fields.first() != "cpu")
+// Reads one decimal counter at `pos`, after any blanks; the number must end the line or be
+// followed by a blank.
+bool readCounter(std::string_view line, size_t& pos, uint64_t& value) {
+    while (pos < line.size() && isBlank(line[pos]))
+        ++pos;
+    const char* first = line.data() + pos;
+    const char* last = line.data() + line.size();
+    const auto [end, ec] = std::from_chars(first, last, value);
+    if (ec != std::errc() || (end != last && !isBlank(*end)))
+        return false;
+    pos = size_t(end - line.data());
+    return true;
+}
+
+} // namespace
+
+ProcStatReader::ProcStatReader() : ProcStatReader(PlatformPaths::procfsRoot()) {}
+
+ProcStatReader::ProcStatReader(const QString& procfsRoot)
+    : path_(QFile::encodeName(procfsRoot + QLatin1String("/stat"))) {}
+
+std::optional<CpuLoadCounters> ProcStatReader::read() {
+    // Never wait on the file (a FIFO, a device) and take only a regular file.
+    int fd;
+    do {
+        fd = ::open(path_.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0)
+        return std::nullopt;
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return std::nullopt;
+    }
+    // The kernel hands over a whole first page in one read; a plain file may come in pieces,
+    // so read on until a line is complete, the file ends or the buffer is full.
+    char buffer[kReadLimit];
+    size_t used = 0;
+    bool ended = false;
+    while (used < sizeof buffer) {
+        const ssize_t n = ::read(fd, buffer + used, sizeof buffer - used);
+        if (n < 0 && errno == EINTR)
             continue;
-        if (fields.size() < 5)
+        if (n < 0) {
+            ::close(fd);
             return std::nullopt;
+        }
+        if (n == 0) {
+            ended = true;
+            break;
+        }
+        used += size_t(n);
+        if (std::memchr(buffer + used - size_t(n), '\n', size_t(n)))
+            break;
+    }
+    ::close(fd);
+    std::string_view text(buffer, used);
+    // Before the end of the file only complete lines count: a cut-off number is no number.
+    if (!ended)
+        text = text.substr(0, text.rfind('\n') + 1);
+    return parse(text);
+}
+
+std::optional<CpuLoadCounters> ProcStatReader::parse(std::string_view statText) {
+    while (!statText.empty()) {
+        const size_t newline = statText.find('\n');
+        const std::string_view line = statText.substr(0, newline);
+        statText.remove_prefix(newline == std::string_view::npos ? statText.size() : newline + 1);
+        // The aggregate line is exactly "cpu"; "cpu0", "cpu1", ... are single processors.
+        if (line.size() < 4 || line.substr(0, 3) != "cpu" || !isBlank(line[3]))
+            continue;
         uint64_t values[4];
-        for (int k = 0; k < 4; ++k) {
-            bool ok = false;
-            values[k] = fields.at(k + 1).toULongLong(&ok);
-            if (!ok)
+        size_t pos = 3;
+        for (uint64_t& v : values) {
+            if (!readCounter(line, pos, v))
                 return std::nullopt;
         }
         CpuLoadCounters c;
