@@ -67,6 +67,9 @@ signals:
     Q_SCRIPTABLE void ValueChanged(const QString& key);
 
 private:
+    // Writes a checked value (or removes the key); a refused one is answered with an error.
+    void applyValue(const QString& key, const std::optional<nlohmann::json>& value);
+
     QDBusConnection bus_;
     bool registered_ = false;
 };
