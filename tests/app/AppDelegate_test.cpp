@@ -310,7 +310,8 @@ TEST_F(AppDelegateTest, ExitPathRunsOnceHoweverOftenItIsAskedFor) {
     auto delegate = launched(false);
     delegate->applicationWillTerminate();
     delegate->applicationWillTerminate();
-    EXPECT_EQ(rec.log, (Log{"storeAppDataUsageIfNeed(force)", "flushSettings"}));
+    EXPECT_EQ(rec.log, (Log{"dataUsage.notifyMacWentOff", "storeAppDataUsageIfNeed(force)",
+                            "flushSettings"}));
     EXPECT_TRUE(delegate->didTerminate());
     EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
 }
