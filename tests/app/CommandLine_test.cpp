@@ -3,6 +3,7 @@
 #include "app/CommandLine.h"
 #include "support/TempDir.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 
@@ -11,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -184,6 +187,24 @@ TEST_F(LumenstatBinary, ParallelSetProcessesKeepEveryKey) {
     const auto settings = stored("settings.json");
     for (const char* key : keys)
         EXPECT_EQ(settings.value(key, false), true) << key;
+}
+
+// A FIFO in place of settings.json and a document nested 100,000 levels deep as group.json:
+// neither blocks nor crashes the program; both are moved aside, said once each, and the
+// values land in fresh files.
+TEST_F(LumenstatBinary, HostileStoredFilesAreMovedAsideAndTheProgramCarriesOn) {
+    const QString folder = config.file("lumenstat");
+    QDir().mkpath(folder);
+    ASSERT_EQ(::mkfifo(qPrintable(folder + "/settings.json"), 0600), 0);
+    config.write("lumenstat/group.json",
+                 "{\"a\":" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}");
+    const Result r = run({"--set", "WantsAutoLogin=true", "--set", "AccentColorIndex=2"});
+    ASSERT_EQ(r.code, 0) << qPrintable(r.err);
+    EXPECT_EQ(r.err.count("settings.json is damaged (not a regular file): moved it aside"), 1)
+        << qPrintable(r.err);
+    EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
+    EXPECT_EQ(stored("settings.json")["WantsAutoLogin"], true);
+    EXPECT_EQ(stored("group.json")["AccentColorIndex"], 2);
 }
 
 } // namespace
