@@ -11,9 +11,9 @@
 namespace {
 
 DataUsageProvider::Environment systemClockWithoutStorage() {
-    DataUsageProvider::Environment env;
-    env.now = [] { return QDateTime::currentDateTime(); };
-    return env; // no group domain: nothing is loaded or saved
+    DataUsageProvider::Environment env = DataUsageProvider::Environment::system();
+    env.group = nullptr; // nothing is loaded or saved
+    return env;
 }
 
 void BM_DataUsageTick(benchmark::State& state) {
@@ -30,9 +30,16 @@ BENCHMARK(BM_DataUsageTick);
 void BM_HourKeyFormatted(benchmark::State& state) {
     DataUsageProvider provider(systemClockWithoutStorage());
     for (auto _ : state)
-        benchmark::DoNotOptimize(provider.keyForDate(QDateTime::currentDateTime()));
+        benchmark::DoNotOptimize(provider.keyForDate(QDateTime::currentDateTimeUtc()));
 }
 BENCHMARK(BM_HourKeyFormatted);
+
+// The clock read each tick starts from, for comparison.
+void BM_LocalClock(benchmark::State& state) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(QDateTime::currentDateTime());
+}
+BENCHMARK(BM_LocalClock);
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include <QTime>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <mutex>
@@ -70,7 +71,9 @@ QString twelveHourLabel(int hour) {
 
 DataUsageProvider::Environment DataUsageProvider::Environment::system() {
     Environment e;
-    e.now = [] { return QDateTime::currentDateTime(); };
+    // UTC: reading the clock in local time costs a time-zone conversion on every tick; the
+    // hour key converts to the zone when it is formatted.
+    e.now = [] { return QDateTime::currentDateTimeUtc(); };
     e.group = &SettingsDomain::group();
     return e;
 }
@@ -129,7 +132,9 @@ QString DataUsageProvider::hourKey(const QDateTime& moment) {
         const QTime t = local.time();
         hour_.key = keyForDate(moment);
         hour_.fromMs = ms - (t.minute() * 60'000LL + t.second() * 1000LL + t.msec());
-        hour_.untilMs = hour_.fromMs + 3'600'000;
+        // Checked again at least once a minute, so a new system time zone is seen within a
+        // minute even when the moments come in UTC.
+        hour_.untilMs = std::min(hour_.fromMs + 3'600'000, ms + 60'000);
         hour_.offset = offset;
     }
     return hour_.key;

@@ -80,7 +80,8 @@ public:
     // The bucket key of a moment: its local date and hour in the provider's zone.
     QString keyForDate(const QDateTime& moment) const;
     // keyForDate(moment), formatted again only when moment lies outside the hour last
-    // formatted or its offset from UTC changed (a new time zone or daylight-saving time).
+    // formatted, its offset from UTC changed, or a minute has passed since (so a change of
+    // the system's time zone is seen within a minute).
     QString hourKey(const QDateTime& moment);
     // Blocks until every scheduled save has been written.
     void waitForPendingSaves();
