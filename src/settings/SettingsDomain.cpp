@@ -74,10 +74,25 @@ bool nestedWithin(const std::string& text, int limit) {
 
 enum class ReadStatus { Absent, Good, Damaged };
 
+FileStamp stampOf(const struct stat& st) {
+    return FileStamp{true, static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                     static_cast<int64_t>(st.st_size),
+                     static_cast<int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec};
+}
+
+// The stamp of the file at path now (following links); invalid when there is none.
+FileStamp stampOf(const QByteArray& path) {
+    struct stat st {};
+    if (::stat(path.constData(), &st) != 0)
+        return {};
+    return stampOf(st);
+}
+
 struct ReadResult {
     ReadStatus status = ReadStatus::Absent;
     nlohmann::json doc = nlohmann::json::object();
     std::string reason; // why the file is damaged
+    FileStamp stamp;    // of the file read, when good
 };
 
 // Reads a settings document without ever blocking: only a regular file is read, and no more
@@ -135,6 +150,7 @@ ReadResult readDocument(const QByteArray& path, int64_t maxBytes, int maxDepth) 
     } else {
         r.status = ReadStatus::Good;
         r.doc = std::move(parsed);
+        r.stamp = stampOf(st);
     }
     return r;
 }
@@ -253,6 +269,10 @@ void SettingsDomain::load() {
     QString aside;
     if (read.status == ReadStatus::Damaged)
         aside = moveAside(path_, read.reason);
+    {
+        std::lock_guard writeLock(writeMutex_);
+        stamp_ = read.stamp;
+    }
     std::lock_guard lock(mutex_);
     doc_ = std::move(read.doc);
     movedAside_ = aside;
@@ -462,12 +482,14 @@ void SettingsDomain::writerLoop() {
 bool SettingsDomain::flush() {
     std::lock_guard writeLock(writeMutex_);
     Changes changes;
+    Json whole;
     uint64_t gen = 0;
     {
         std::lock_guard lock(mutex_);
         if (generation_ == savedGeneration_)
             return true;
         gen = generation_;
+        whole = doc_;
         changes.reserve(changed_.size());
         for (const auto& [key, changedAt] : changed_) {
             auto it = doc_.find(key);
@@ -475,7 +497,7 @@ bool SettingsDomain::flush() {
         }
     }
     std::string error;
-    const bool ok = writeChanges(changes, &error);
+    const bool ok = writeChanges(whole, changes, &error);
     std::lock_guard lock(mutex_);
     if (ok) {
         savedGeneration_ = std::max(savedGeneration_, gen);
@@ -491,7 +513,7 @@ bool SettingsDomain::flush() {
     return ok;
 }
 
-bool SettingsDomain::writeChanges(const Changes& changes, std::string* error) {
+bool SettingsDomain::writeChanges(Json& whole, const Changes& changes, std::string* error) {
     const QByteArray path = QFile::encodeName(path_);
     const QByteArray target = writeTarget(path);
     QDir().mkpath(QFileInfo(path_).path());
@@ -502,16 +524,23 @@ bool SettingsDomain::writeChanges(const Changes& changes, std::string* error) {
         *error = errnoText(fileLock.error());
         return false;
     }
-    // Another process may have written since this one read the file: start from its keys.
-    ReadResult current = readDocument(path, kMaxFileBytes, kMaxDepth);
-    if (current.status == ReadStatus::Damaged)
-        moveAside(path_, current.reason);
-    Json doc = std::move(current.doc);
-    for (const auto& [key, value] : changes) {
-        if (value)
-            doc[key] = *value;
-        else
-            doc.erase(key);
+    // Another process may have written since this one last read or wrote the file: then start
+    // from its keys. Otherwise the file is what this process holds, changes aside, and is not
+    // read again (the sampler saves every few seconds).
+    Json doc;
+    if (stamp_.valid && stampOf(path) == stamp_) {
+        doc = std::move(whole);
+    } else {
+        ReadResult current = readDocument(path, kMaxFileBytes, kMaxDepth);
+        if (current.status == ReadStatus::Damaged)
+            moveAside(path_, current.reason);
+        doc = std::move(current.doc);
+        for (const auto& [key, value] : changes) {
+            if (value)
+                doc[key] = *value;
+            else
+                doc.erase(key);
+        }
     }
     const std::string text = doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 
@@ -526,6 +555,11 @@ bool SettingsDomain::writeChanges(const Changes& changes, std::string* error) {
     ::fchmod(fd, 0600);
     bool ok = writeAll(fd, text) && ::fsync(fd) == 0;
     int failure = ok ? 0 : errno;
+    struct stat written {};
+    if (ok && ::fstat(fd, &written) != 0) {
+        ok = false;
+        failure = errno;
+    }
     if (::close(fd) != 0 && ok) {
         ok = false;
         failure = errno;
@@ -537,6 +571,9 @@ bool SettingsDomain::writeChanges(const Changes& changes, std::string* error) {
     if (!ok) {
         ::unlink(tmpName.constData());
         *error = errnoText(failure);
+        stamp_ = {};
+        return false;
     }
-    return ok;
+    stamp_ = stampOf(written);
+    return true;
 }

@@ -14,6 +14,16 @@
 #include <thread>
 #include <vector>
 
+// What identifies one version of a file: device, inode, size and modification time.
+struct FileStamp {
+    bool valid = false;
+    uint64_t device = 0;
+    uint64_t inode = 0;
+    int64_t size = 0;
+    int64_t modifiedNs = 0;
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
 // One typed key-value domain kept as a JSON document on disk.
 //
 // Reads and writes work on the in-memory document and are visible to every thread at
@@ -103,7 +113,9 @@ private:
     void markDirty(const std::string& key); // mutex_ held
     void wakeWriter();
     void writerLoop();
-    bool writeChanges(const Changes& changes, std::string* error);
+    // Under writeMutex_: writes whole when the file is still the one last read or written,
+    // else the file's current keys with changes applied.
+    bool writeChanges(Json& whole, const Changes& changes, std::string* error);
 
     const QString path_;
     mutable std::mutex mutex_;
@@ -115,6 +127,7 @@ private:
     QString lastWriteError_;
     int writeDelayMs_ = 5000;
     std::mutex writeMutex_; // one writer of the file at a time
+    FileStamp stamp_;       // the file as last read or written here (under writeMutex_)
     std::condition_variable wake_;
     bool stopping_ = false;
     bool writerIdle_ = true; // the writer waits for a first change, not for the delay
