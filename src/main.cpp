@@ -17,8 +17,8 @@ int main(int argc, char** argv) {
 
     const CommandLine command = CommandLine::parse(arguments);
     if (!command.ok()) {
-        std::fprintf(stderr, "lumenstat: %s\n%s\n", qPrintable(command.error),
-                     qPrintable(CommandLine::usage()));
+        std::fprintf(stderr, "lumenstat: %s (lumenstat --help lists the options)\n",
+                     qPrintable(command.error));
         return 2;
     }
 

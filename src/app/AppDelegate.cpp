@@ -155,6 +155,8 @@ void AppDelegate::applicationWillTerminate() {
     if (terminated_)
         return;
     terminated_ = true;
+    // The hours since the last periodic save, as the totals are saved.
+    call(hooks_.dataUsageNotifyMacWentOff);
     call(hooks_.storeAppDataUsageIfNeed, true);
     call(hooks_.flushSettings);
 }

@@ -85,7 +85,8 @@ struct AppDelegateHooks {
     std::function<void(bool force)> storeAppDataUsageIfNeed;
     std::function<void()> pauseTracking;
 
-    // Data usage totals: DataUsageProvider.start and .notifyMacWentOff.
+    // Data usage totals: DataUsageProvider.start and .notifyMacWentOff (the save before sleep
+    // and at exit).
     std::function<void()> dataUsageStart;
     std::function<void()> dataUsageNotifyMacWentOff;
 

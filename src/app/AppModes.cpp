@@ -8,6 +8,7 @@
 #include "network/NetworkMonitor.h"
 #include "platform/linux/LogindSleepWatcher.h"
 #include "platform/linux/UnixSignalWatcher.h"
+#include "settings/SettingKeyTable.h"
 #include "settings/SettingsDomain.h"
 
 #include <QApplication>
@@ -233,6 +234,13 @@ int runSetCommand(int& argc, char** argv, const QStringList& assignments) {
                          qPrintable(text));
             return 2;
         }
+        // Nothing is written unless every assignment is good.
+        const SettingKeyTable::Checked checked = SettingKeyTable::check(a->key, a->value);
+        if (!checked.ok()) {
+            std::fprintf(stderr, "lumenstat: --set %s: %s\n", qPrintable(text),
+                         qPrintable(checked.error));
+            return 2;
+        }
         list.push_back(*a);
     }
 
@@ -257,10 +265,9 @@ int runSetCommand(int& argc, char** argv, const QStringList& assignments) {
         SettingValue::apply(a.key, a.value);
     int rc = 0;
     for (SettingsDomain* domain : {&SettingsDomain::standard(), &SettingsDomain::group()}) {
-        if (!domain->flush()) {
-            std::fprintf(stderr, "lumenstat: could not write %s\n", qPrintable(domain->filePath()));
+        // flush() has said why on standard error when it fails.
+        if (!domain->flush())
             rc = 1;
-        }
     }
     if (rc == 0) {
         for (const auto& a : list)

@@ -99,14 +99,20 @@ void AppService::SetValue(const QString& key, const QDBusVariant& value) {
                                           "or dictionary are needed"));
         return;
     }
-    SettingValue::apply(key, json);
-    emit ValueChanged(key);
+    applyValue(key, json);
 }
 
 void AppService::RemoveValue(const QString& key) {
-    if (key.isEmpty())
+    applyValue(key, std::nullopt);
+}
+
+void AppService::applyValue(const QString& key, const std::optional<Json>& value) {
+    const QString error = SettingValue::apply(key, value, SettingValue::Reach::RunningApp);
+    if (!error.isEmpty()) {
+        if (calledFromDBus())
+            sendErrorReply(QDBusError::InvalidArgs, error);
         return;
-    SettingValue::apply(key, std::nullopt);
+    }
     emit ValueChanged(key);
 }
 

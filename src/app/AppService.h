@@ -78,6 +78,9 @@ public:
     int followers() const { return static_cast<int>(followers_.size()); }
 
 private:
+    // Writes a checked value (or removes the key); a refused one is answered with an error.
+    void applyValue(const QString& key, const std::optional<nlohmann::json>& value);
+
     QDBusConnection bus_;
     bool registered_ = false;
     QStringList followers_; // unique names of the clients that asked for ticks

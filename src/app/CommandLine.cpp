@@ -1,5 +1,9 @@
 #include "CommandLine.h"
 
+#include <QRegularExpression>
+
+#include <limits>
+
 namespace {
 
 CommandLine failed(const QString& message) {
@@ -65,10 +69,19 @@ CommandLine CommandLine::parse(const QStringList& args) {
         } else if (a == QLatin1String("--ticks")) {
             if (i + 1 >= args.size())
                 return failed(QStringLiteral("--ticks needs a whole number"));
+            const QString& text = args[++i];
             bool ok = false;
-            const long n = args[++i].toLong(&ok);
-            if (!ok || n < 0)
-                return failed(QStringLiteral("--ticks needs a whole number"));
+            const long n = text.toLong(&ok);
+            if (!ok || n < 0) {
+                static const QRegularExpression digits(QStringLiteral("^\\+?[0-9]+$"));
+                if (digits.match(text).hasMatch())
+                    return failed(QStringLiteral("--ticks %1 is out of range (at most %2)")
+                                      .arg(text)
+                                      .arg(std::numeric_limits<long>::max()));
+                return failed(
+                    QStringLiteral("--ticks needs a whole number of 0 or more, not \"%1\"")
+                        .arg(text));
+            }
             c.ticks = n;
             sawTicks = true;
         } else if (a == QLatin1String("--set")) {

@@ -1,6 +1,8 @@
 #include "SettingValue.h"
 
+#include "settings/DynamicAppearance.h"
 #include "settings/NotificationCenter.h"
+#include "settings/SettingKeyTable.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
@@ -63,10 +65,23 @@ SettingsDomain& domainForKey(const QString& key) {
     return Settings::isGroupKey(key) ? SettingsDomain::group() : SettingsDomain::standard();
 }
 
-void apply(const QString& key, const std::optional<Json>& value) {
+QString apply(const QString& key, const std::optional<Json>& value, Reach reach) {
+    const SettingKeyTable::Checked checked = SettingKeyTable::check(key, value);
+    if (!checked.ok())
+        return checked.error;
     SettingsDomain& domain = domainForKey(key);
-    if (value)
-        domain.setValue(key.toStdString(), *value);
+    if (reach == Reach::RunningApp && key == QLatin1String(SettingsKey::AccentColorIndex)) {
+        // The palette writes the index itself, posts its change and repaints its users.
+        DynamicAppearance::setTintIndex(
+            checked.value ? static_cast<int>(checked.value->get<int64_t>()) : 0);
+        if (!checked.value)
+            domain.remove(key.toStdString()); // removed reads as 0, as just applied
+        NotificationCenter::defaultCenter().post(key);
+        Settings::shared().postSettingsDidChangeNotification(key);
+        return {};
+    }
+    if (checked.value)
+        domain.setValue(key.toStdString(), *checked.value);
     else
         domain.remove(key.toStdString());
 
@@ -77,6 +92,7 @@ void apply(const QString& key, const std::optional<Json>& value) {
     if (name != key)
         center.post(key);
     Settings::shared().postSettingsDidChangeNotification(key);
+    return {};
 }
 
 } // namespace SettingValue

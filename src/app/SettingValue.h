@@ -34,9 +34,15 @@ std::optional<Assignment> parseAssignment(const QString& argument);
 // The domain a key lives in: the group domain for group keys, else the standard one.
 SettingsDomain& domainForKey(const QString& key);
 
-// Writes the value (or removes the key) in its domain, then posts the key's change
-// notification when it has one, a notification named by the key itself, and calls the
-// settings change hooks with the key.
-void apply(const QString& key, const std::optional<Json>& value);
+// Where a value goes: only into the settings (no instance runs), or into the running app,
+// whose palette takes a new accent colour at once.
+enum class Reach { Settings, RunningApp };
+
+// Checks the value against the key table (SettingKeyTable) and, when it fits, writes it
+// brought into the key's range (or removes the key) in its domain, then posts the key's
+// change notification when it has one, a notification named by the key itself, and calls
+// the settings change hooks with the key. Returns why the key or value was refused, or an
+// empty text when it was applied.
+QString apply(const QString& key, const std::optional<Json>& value, Reach reach = Reach::Settings);
 
 } // namespace SettingValue

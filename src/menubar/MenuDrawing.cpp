@@ -1,6 +1,6 @@
 #include "MenuDrawing.h"
 
-#include "app/AppFont.h"
+#include "settings/AppFont.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

@@ -8,6 +8,7 @@
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QPainter>
+#include <QRegularExpression>
 
 #include <cstdio>
 #include <memory>
@@ -57,11 +58,26 @@ void feed(NetMenuBox& box, uint64_t sent, uint64_t received) {
     }
 }
 
-bool parseCount(const QString& text, uint64_t& out) {
+// The largest pace a picture is drawn for, in KB per second: about a petabyte a second,
+// far above any link, and far enough below the 64-bit limit that the byte and history
+// arithmetic of the drawing never comes near it.
+constexpr uint64_t kMaxPaceKB = 1'000'000'000'000;
+
+// Reads a pace in KB; error says why it is not one.
+bool parseCount(const QString& option, const QString& text, uint64_t& out, QString& error) {
     bool ok = false;
     const qulonglong v = text.toULongLong(&ok);
-    if (!ok)
+    static const QRegularExpression digits(QStringLiteral("^\\+?[0-9]+$"));
+    if (!ok && !digits.match(text).hasMatch()) {
+        error = QStringLiteral("%1 needs a whole number of KB, not \"%2\"").arg(option, text);
         return false;
+    }
+    if (!ok || v > kMaxPaceKB) {
+        error = QStringLiteral("%1 %2 is out of range (at most %3 KB)")
+                    .arg(option, text)
+                    .arg(kMaxPaceKB);
+        return false;
+    }
     out = v;
     return true;
 }
@@ -74,11 +90,13 @@ bool parseRenderStylesOptions(const QStringList& args, RenderStylesOptions& out,
         if (a == QLatin1String("--dark")) {
             out.dark = true;
         } else if (a == QLatin1String("--sent") || a == QLatin1String("--received")) {
-            if (i + 1 >= args.size() ||
-                !parseCount(args[i + 1], a == QLatin1String("--sent") ? out.sent : out.received)) {
+            if (i + 1 >= args.size()) {
                 error = a + QStringLiteral(" needs a whole number of KB");
                 return false;
             }
+            if (!parseCount(a, args[i + 1], a == QLatin1String("--sent") ? out.sent : out.received,
+                            error))
+                return false;
             ++i;
         } else if (a.startsWith(QLatin1String("--"))) {
             error = QStringLiteral("unknown option ") + a;
@@ -135,8 +153,8 @@ int runRenderStylesCommand(const QStringList& args) {
     QString error;
     if (!parseRenderStylesOptions(args, options, error)) {
         std::fprintf(stderr,
-                     "lumenstat: %s\nusage: lumenstat --render-styles DIR [--dark] [--sent KB] "
-                     "[--received KB]\n",
+                     "lumenstat: %s (usage: lumenstat --render-styles DIR [--dark] [--sent KB] "
+                     "[--received KB])\n",
                      qPrintable(error));
         return 2;
     }

@@ -11,7 +11,10 @@
 #include <QTime>
 #include <QtGlobal>
 
+#include <algorithm>
+#include <cstdio>
 #include <limits>
+#include <mutex>
 
 namespace {
 
@@ -36,15 +39,20 @@ int64_t checkedSum(int64_t a, int64_t b, const char* what) {
     return sum;
 }
 
-std::optional<int64_t> int64Of(const nlohmann::json& v) {
+// A stored hour amount that can be real: whole, not negative, not beyond an hour's reach.
+std::optional<int64_t> hourAmountOf(const nlohmann::json& v) {
     if (v.is_number_unsigned()) {
         const uint64_t u = v.get<uint64_t>();
-        if (u > static_cast<uint64_t>(kInt64Max))
+        if (u > static_cast<uint64_t>(DataUsageProvider::kMaximumStoredHourKB))
             return std::nullopt;
         return static_cast<int64_t>(u);
     }
-    if (v.is_number_integer())
-        return v.get<int64_t>();
+    if (v.is_number_integer()) {
+        const int64_t n = v.get<int64_t>();
+        if (n < 0 || n > DataUsageProvider::kMaximumStoredHourKB)
+            return std::nullopt;
+        return n;
+    }
     return std::nullopt;
 }
 
@@ -63,7 +71,9 @@ QString twelveHourLabel(int hour) {
 
 DataUsageProvider::Environment DataUsageProvider::Environment::system() {
     Environment e;
-    e.now = [] { return QDateTime::currentDateTime(); };
+    // UTC: reading the clock in local time costs a time-zone conversion on every tick; the
+    // hour key converts to the zone when it is formatted.
+    e.now = [] { return QDateTime::currentDateTimeUtc(); };
     e.group = &SettingsDomain::group();
     return e;
 }
@@ -93,12 +103,41 @@ QDateTime DataUsageProvider::now() const {
 }
 
 QTimeZone DataUsageProvider::zone() const {
-    return environment_.timeZone ? *environment_.timeZone : QTimeZone::systemTimeZone();
+    if (environment_.timeZone)
+        return *environment_.timeZone;
+    QTimeZone system = QTimeZone::systemTimeZone();
+    if (system.isValid())
+        return system;
+    // An unknown zone (TZ naming no zone file) counts the hours in UTC, as the C library's
+    // clock does then.
+    static std::once_flag said;
+    std::call_once(said, [] {
+        std::fprintf(stderr, "lumenstat: unknown time zone \"%s\": counting the hours in UTC\n",
+                     qgetenv("TZ").isEmpty() ? QTimeZone::systemTimeZoneId().constData()
+                                             : qgetenv("TZ").constData());
+    });
+    return QTimeZone::utc();
 }
 
 QString DataUsageProvider::keyForDate(const QDateTime& moment) const {
     static const QLocale formatLocale(QLocale::English, QLocale::UnitedStates);
     return formatLocale.toString(moment.toTimeZone(zone()), QStringLiteral("yyyy-MM-dd HH"));
+}
+
+QString DataUsageProvider::hourKey(const QDateTime& moment) {
+    const qint64 ms = moment.toMSecsSinceEpoch();
+    const int offset = moment.offsetFromUtc();
+    if (hour_.key.isEmpty() || ms < hour_.fromMs || ms >= hour_.untilMs || offset != hour_.offset) {
+        const QDateTime local = moment.toTimeZone(zone());
+        const QTime t = local.time();
+        hour_.key = keyForDate(moment);
+        hour_.fromMs = ms - (t.minute() * 60'000LL + t.second() * 1000LL + t.msec());
+        // Checked again at least once a minute, so a new system time zone is seen within a
+        // minute even when the moments come in UTC.
+        hour_.untilMs = std::min(hour_.fromMs + 3'600'000, ms + 60'000);
+        hour_.offset = offset;
+    }
+    return hour_.key;
 }
 
 const DataUsageProvider::Atom* DataUsageProvider::bucket(const QString& key) const {
@@ -122,8 +161,8 @@ DataUsageProvider::atomsFromStored(const nlohmann::json& stored) {
         const auto out = element.find("bytesOut");
         if (id == element.end() || in == element.end() || out == element.end() || !id->is_string())
             continue;
-        const std::optional<int64_t> bytesIn = int64Of(*in);
-        const std::optional<int64_t> bytesOut = int64Of(*out);
+        const std::optional<int64_t> bytesIn = hourAmountOf(*in);
+        const std::optional<int64_t> bytesOut = hourAmountOf(*out);
         if (!bytesIn || !bytesOut)
             continue;
         atoms.push_back({QString::fromStdString(id->get<std::string>()), *bytesIn, *bytesOut});
@@ -151,7 +190,7 @@ void DataUsageProvider::load() {
 }
 
 void DataUsageProvider::networkActivityDidUpdate(const ActivityRecord& record) {
-    const QString key = keyForDate(now());
+    const QString key = hourKey(now());
     const uint64_t down = record ? record->paceActivities.down : 0;
     const uint64_t up = record ? record->paceActivities.up : 0;
 

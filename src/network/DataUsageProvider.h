@@ -39,6 +39,12 @@ public:
     };
 
     static constexpr size_t kMaximumBuckets = 168; // seven days of hours
+    // The largest stored hour amount that can be real, in KB: 2^40 KB is a pebibyte in one
+    // hour, a link moving about 2.5 Tbit/s without a pause for the whole hour, beyond any
+    // single link of a desktop or laptop. A larger (or negative) stored amount is damage and
+    // is dropped at load; 168 hours of this size still sum far inside the 64-bit range, so
+    // the totals of stored data cannot overflow.
+    static constexpr int64_t kMaximumStoredHourKB = int64_t{1} << 40;
     static constexpr int kTicksPerSave = 60;
     static constexpr const char* kDidUpdateNotificationName = "DataUsageDidUpdateNotificationName";
 
@@ -73,11 +79,16 @@ public:
     int count() const { return count_; }
     // The bucket key of a moment: its local date and hour in the provider's zone.
     QString keyForDate(const QDateTime& moment) const;
+    // keyForDate(moment), formatted again only when moment lies outside the hour last
+    // formatted, its offset from UTC changed, or a minute has passed since (so a change of
+    // the system's time zone is seen within a minute).
+    QString hourKey(const QDateTime& moment);
     // Blocks until every scheduled save has been written.
     void waitForPendingSaves();
 
     // The stored form and back. Elements that are not a dictionary with a string
-    // "timeIdentifier" and 64-bit integer "bytesIn" and "bytesOut" are skipped.
+    // "timeIdentifier" and whole "bytesIn" and "bytesOut" from 0 to kMaximumStoredHourKB are
+    // skipped.
     static std::vector<Atom> atomsFromStored(const nlohmann::json& stored);
     static nlohmann::json storedForm(const std::vector<Atom>& atoms);
 
@@ -92,4 +103,12 @@ private:
     std::vector<Atom> dataset_;
     int count_ = 0;
     QThreadPool saver_; // one thread, so saves land in the order they were scheduled
+
+    struct CachedHour {
+        QString key;
+        qint64 fromMs = 0;  // the hour's first millisecond since the epoch
+        qint64 untilMs = 0; // the next hour's first
+        int offset = 0;     // the moment's offset from UTC, in seconds
+    };
+    CachedHour hour_;
 };

@@ -18,7 +18,8 @@ QString amountText(int64_t kb) {
         bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
     // Base 1024 with the traditional labels; the kilobyte reads "KB" as everywhere else
     // in the app.
-    QString text = QLocale().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
+    // The C locale: a decimal point whatever the user's locale.
+    QString text = QLocale::c().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
     if (text.endsWith(QLatin1String(" kB")))
         text.replace(text.size() - 2, 1, QLatin1Char('K'));
     return text;

@@ -1,6 +1,7 @@
 #include "Settings.h"
 
 #include "NotificationCenter.h"
+#include "SettingKeyTable.h"
 #include "SettingsDomain.h"
 
 #include <algorithm>
@@ -212,14 +213,8 @@ QString Settings::notificationNameForKey(const QString& key) {
 }
 
 bool Settings::isGroupKey(const QString& key) {
-    static const std::set<QString> keys = {
-        SettingsKey::AccentColorIndex,       SettingsKey::StorageReference,
-        SettingsKey::DataUsageTimeRange,     SettingsKey::NetActivitiesWiFiData,
-        SettingsKey::NetActivitiesWWANData,  SettingsKey::DataUsageData,
-        SettingsKey::BatteryHealthData,      SettingsKey::BatteryRawData,
-        SettingsKey::AppDataUsageWidgetData,
-    };
-    return keys.count(key) > 0;
+    const SettingKeyTable::Entry* entry = SettingKeyTable::find(key.toStdString());
+    return entry && entry->group;
 }
 
 int performanceQueuePriority() {

@@ -5,12 +5,16 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <limits>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,6 +40,188 @@ bool writeAll(int fd, const std::string& data) {
     }
     return true;
 }
+
+std::string errnoText(int error) {
+    return std::strerror(error);
+}
+
+// Deepest nesting of arrays and objects in a JSON text, counted without parsing; stops
+// counting once limit is passed. Parsing (and later copying) a document nested a hundred
+// thousand levels deep costs stack and memory in proportion, so such a text is refused first.
+bool nestedWithin(const std::string& text, int limit) {
+    int depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (const char c : text) {
+        if (inString) {
+            if (escaped)
+                escaped = false;
+            else if (c == '\\')
+                escaped = true;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > limit)
+                return false;
+        } else if (c == ']' || c == '}') {
+            --depth;
+        }
+    }
+    return true;
+}
+
+enum class ReadStatus { Absent, Good, Damaged };
+
+FileStamp stampOf(const struct stat& st) {
+    return FileStamp{true, static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                     static_cast<int64_t>(st.st_size),
+                     static_cast<int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec};
+}
+
+// The stamp of the file at path now (following links); invalid when there is none.
+FileStamp stampOf(const QByteArray& path) {
+    struct stat st {};
+    if (::stat(path.constData(), &st) != 0)
+        return {};
+    return stampOf(st);
+}
+
+struct ReadResult {
+    ReadStatus status = ReadStatus::Absent;
+    nlohmann::json doc = nlohmann::json::object();
+    std::string reason; // why the file is damaged
+    FileStamp stamp;    // of the file read, when good
+};
+
+// Reads a settings document without ever blocking: only a regular file is read, and no more
+// than the size limit.
+ReadResult readDocument(const QByteArray& path, int64_t maxBytes, int maxDepth) {
+    ReadResult r;
+    const int fd = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return r;
+        r.status = ReadStatus::Damaged;
+        r.reason = errnoText(errno);
+        return r;
+    }
+    r.status = ReadStatus::Damaged;
+    struct stat st {};
+    std::string text;
+    if (::fstat(fd, &st) != 0) {
+        r.reason = errnoText(errno);
+    } else if (!S_ISREG(st.st_mode)) {
+        r.reason = "not a regular file";
+    } else if (st.st_size > maxBytes) {
+        r.reason = "larger than " + std::to_string(maxBytes / (1024 * 1024)) + " MB";
+    } else {
+        text.resize(static_cast<size_t>(maxBytes) + 1);
+        size_t done = 0;
+        while (done < text.size()) {
+            const ssize_t n = ::read(fd, text.data() + done, text.size() - done);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n < 0) {
+                r.reason = errnoText(errno);
+                break;
+            }
+            if (n == 0)
+                break;
+            done += static_cast<size_t>(n);
+        }
+        text.resize(done);
+        if (r.reason.empty() && done > static_cast<size_t>(maxBytes))
+            r.reason = "larger than " + std::to_string(maxBytes / (1024 * 1024)) + " MB";
+    }
+    ::close(fd);
+    if (!r.reason.empty())
+        return r;
+    if (!nestedWithin(text, maxDepth)) {
+        r.reason = "nested more than " + std::to_string(maxDepth) + " levels deep";
+        return r;
+    }
+    nlohmann::json parsed = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (parsed.is_discarded()) {
+        r.reason = "not valid JSON";
+    } else if (!parsed.is_object()) {
+        r.reason = "not a JSON object";
+    } else {
+        r.status = ReadStatus::Good;
+        r.doc = std::move(parsed);
+        r.stamp = stampOf(st);
+    }
+    return r;
+}
+
+// Keeps a damaged file for the user to inspect and says so. Returns where it went, or empty.
+QString moveAside(const QString& path, const std::string& reason) {
+    QString aside =
+        path + ".corrupt-" + QDateTime::currentDateTimeUtc().toString("yyyyMMdd-HHmmss-zzz");
+    if (::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0) {
+        std::fprintf(stderr, "lumenstat: %s is damaged (%s): moved it aside to %s\n",
+                     qPrintable(path), reason.c_str(), qPrintable(aside));
+        return aside;
+    }
+    std::fprintf(stderr, "lumenstat: %s is damaged (%s) and could not be moved aside: %s\n",
+                 qPrintable(path), reason.c_str(), std::strerror(errno));
+    return {};
+}
+
+// The file a write replaces: the target of a symbolic link (followed to the end), else the
+// path itself.
+QByteArray writeTarget(const QByteArray& path) {
+    struct stat st {};
+    if (::lstat(path.constData(), &st) != 0 || !S_ISLNK(st.st_mode))
+        return path;
+    if (char* real = ::realpath(path.constData(), nullptr)) {
+        QByteArray resolved(real);
+        std::free(real);
+        return resolved;
+    }
+    // A dangling link: create its target.
+    char buffer[4096];
+    const ssize_t n = ::readlink(path.constData(), buffer, sizeof buffer - 1);
+    if (n <= 0)
+        return path;
+    const QByteArray target(buffer, n);
+    if (target.startsWith('/'))
+        return target;
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash < 0 ? target : path.left(slash + 1) + target;
+}
+
+// Holds an advisory lock on a file for as long as it lives.
+class FileLock {
+public:
+    explicit FileLock(const QByteArray& path) {
+        fd_ = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (fd_ < 0) {
+            error_ = errno;
+            return;
+        }
+        while (::flock(fd_, LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                error_ = errno;
+                ::close(fd_);
+                fd_ = -1;
+                return;
+            }
+        }
+    }
+    ~FileLock() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    int error() const { return error_; }
+
+private:
+    int fd_ = -1;
+    int error_ = 0;
+};
 
 } // namespace
 
@@ -79,34 +265,24 @@ QString SettingsDomain::movedAsidePath() const {
 }
 
 void SettingsDomain::load() {
-    Json doc = Json::object();
+    ReadResult read = readDocument(QFile::encodeName(path_), kMaxFileBytes, kMaxDepth);
     QString aside;
-    QFile file(path_);
-    if (file.exists()) {
-        bool good = false;
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray bytes = file.readAll();
-            file.close();
-            Json parsed = Json::parse(bytes.constData(), bytes.constData() + bytes.size(), nullptr,
-                                      /*allow_exceptions=*/false);
-            if (parsed.is_object()) {
-                doc = std::move(parsed);
-                good = true;
-            }
-        }
-        if (!good) {
-            // Keep the damaged file for the user to inspect; start from an empty domain.
-            aside = path_ + ".corrupt-" +
-                    QDateTime::currentDateTimeUtc().toString("yyyyMMdd-HHmmss-zzz");
-            if (::rename(QFile::encodeName(path_).constData(),
-                         QFile::encodeName(aside).constData()) != 0)
-                aside.clear();
-        }
+    if (read.status == ReadStatus::Damaged)
+        aside = moveAside(path_, read.reason);
+    {
+        std::lock_guard writeLock(writeMutex_);
+        stamp_ = read.stamp;
     }
     std::lock_guard lock(mutex_);
-    doc_ = std::move(doc);
+    doc_ = std::move(read.doc);
     movedAside_ = aside;
+    changed_.clear();
     savedGeneration_ = generation_;
+}
+
+QString SettingsDomain::lastWriteError() const {
+    std::lock_guard lock(mutex_);
+    return lastWriteError_;
 }
 
 void SettingsDomain::reload() {
@@ -236,9 +412,9 @@ void SettingsDomain::setValue(const std::string& key, Json v) {
         if (it != doc_.end() && *it == v && it->type() == v.type())
             return;
         doc_[key] = std::move(v);
-        ++generation_;
+        markDirty(key);
     }
-    markDirty();
+    wakeWriter();
 }
 
 void SettingsDomain::remove(const std::string& key) {
@@ -246,9 +422,9 @@ void SettingsDomain::remove(const std::string& key) {
         std::lock_guard lock(mutex_);
         if (doc_.erase(key) == 0)
             return;
-        ++generation_;
+        markDirty(key);
     }
-    markDirty();
+    wakeWriter();
 }
 
 void SettingsDomain::clear() {
@@ -256,10 +432,11 @@ void SettingsDomain::clear() {
         std::lock_guard lock(mutex_);
         if (doc_.empty())
             return;
+        for (auto it = doc_.begin(); it != doc_.end(); ++it)
+            markDirty(it.key());
         doc_ = Json::object();
-        ++generation_;
     }
-    markDirty();
+    wakeWriter();
 }
 
 void SettingsDomain::setWriteDelay(int milliseconds) {
@@ -267,7 +444,11 @@ void SettingsDomain::setWriteDelay(int milliseconds) {
     writeDelayMs_ = milliseconds < 0 ? 0 : milliseconds;
 }
 
-void SettingsDomain::markDirty() {
+void SettingsDomain::markDirty(const std::string& key) {
+    changed_[key] = ++generation_;
+}
+
+void SettingsDomain::wakeWriter() {
     std::lock_guard lock(mutex_);
     if (stopping_)
         return;
@@ -300,39 +481,99 @@ void SettingsDomain::writerLoop() {
 
 bool SettingsDomain::flush() {
     std::lock_guard writeLock(writeMutex_);
-    Json snapshot;
+    Changes changes;
+    Json whole;
     uint64_t gen = 0;
     {
         std::lock_guard lock(mutex_);
         if (generation_ == savedGeneration_)
             return true;
-        snapshot = doc_;
         gen = generation_;
+        whole = doc_;
+        changes.reserve(changed_.size());
+        for (const auto& [key, changedAt] : changed_) {
+            auto it = doc_.find(key);
+            changes.emplace_back(key, it == doc_.end() ? std::nullopt : std::optional<Json>(*it));
+        }
     }
-    const bool ok = writeDocument(snapshot);
+    std::string error;
+    const bool ok = writeChanges(whole, changes, &error);
+    std::lock_guard lock(mutex_);
     if (ok) {
-        std::lock_guard lock(mutex_);
-        if (gen > savedGeneration_)
-            savedGeneration_ = gen;
+        savedGeneration_ = std::max(savedGeneration_, gen);
+        std::erase_if(changed_, [gen](const auto& entry) { return entry.second <= gen; });
+        lastWriteError_.clear();
+    } else {
+        if (lastWriteError_.isEmpty())
+            std::fprintf(stderr,
+                         "lumenstat: could not save %s: %s; the changes are kept in memory\n",
+                         qPrintable(path_), error.c_str());
+        lastWriteError_ = QString::fromStdString(error);
     }
     return ok;
 }
 
-bool SettingsDomain::writeDocument(const Json& doc) {
-    const QFileInfo info(path_);
-    QDir().mkpath(info.path());
-    const std::string text = doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-    const QByteArray finalName = QFile::encodeName(path_);
-    const QByteArray tmpName = finalName + ".tmp";
-    const int fd = ::open(tmpName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    ::fchmod(fd, 0600);
-    bool ok = writeAll(fd, text) && ::fsync(fd) == 0;
-    ok = (::close(fd) == 0) && ok;
-    if (!ok || ::rename(tmpName.constData(), finalName.constData()) != 0) {
-        ::unlink(tmpName.constData());
+bool SettingsDomain::writeChanges(Json& whole, const Changes& changes, std::string* error) {
+    const QByteArray path = QFile::encodeName(path_);
+    const QByteArray target = writeTarget(path);
+    QDir().mkpath(QFileInfo(path_).path());
+    QDir().mkpath(QFileInfo(QFile::decodeName(target)).path());
+
+    const FileLock fileLock(path + ".lock");
+    if (fileLock.error() != 0) {
+        *error = errnoText(fileLock.error());
         return false;
     }
+    // Another process may have written since this one last read or wrote the file: then start
+    // from its keys. Otherwise the file is what this process holds, changes aside, and is not
+    // read again (the sampler saves every few seconds).
+    Json doc;
+    if (stamp_.valid && stampOf(path) == stamp_) {
+        doc = std::move(whole);
+    } else {
+        ReadResult current = readDocument(path, kMaxFileBytes, kMaxDepth);
+        if (current.status == ReadStatus::Damaged)
+            moveAside(path_, current.reason);
+        doc = std::move(current.doc);
+        for (const auto& [key, value] : changes) {
+            if (value)
+                doc[key] = *value;
+            else
+                doc.erase(key);
+        }
+    }
+    const std::string text = doc.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+
+    const QByteArray tmpName = target + ".tmp";
+    ::unlink(tmpName.constData()); // left by a writer that was killed
+    const int fd =
+        ::open(tmpName.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        *error = errnoText(errno);
+        return false;
+    }
+    ::fchmod(fd, 0600);
+    bool ok = writeAll(fd, text) && ::fsync(fd) == 0;
+    int failure = ok ? 0 : errno;
+    struct stat written {};
+    if (ok && ::fstat(fd, &written) != 0) {
+        ok = false;
+        failure = errno;
+    }
+    if (::close(fd) != 0 && ok) {
+        ok = false;
+        failure = errno;
+    }
+    if (ok && ::rename(tmpName.constData(), target.constData()) != 0) {
+        ok = false;
+        failure = errno;
+    }
+    if (!ok) {
+        ::unlink(tmpName.constData());
+        *error = errnoText(failure);
+        stamp_ = {};
+        return false;
+    }
+    stamp_ = stampOf(written);
     return true;
 }

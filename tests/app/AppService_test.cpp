@@ -2,6 +2,7 @@
 // reading back.
 #include "app/AppService.h"
 #include "app/MonitorPrinter.h"
+#include "settings/DynamicAppearance.h"
 #include "settings/SettingsDomain.h"
 
 #include <QDBusVariant>
@@ -83,24 +84,38 @@ protected:
     std::vector<QString> changed; // keys of every ValueChanged
 };
 
-// Where values are stored and what they post is SettingValue's; here only the bus side.
-TEST_F(AppServiceValues, SetAndRemoveAnnounceTheKeyAndGetValueReadsItAsJson) {
+// Where values are stored and what they post is SettingValue's; here only the bus side:
+// what the key table accepts is written and announced, what it refuses changes nothing.
+TEST_F(AppServiceValues, SetAndRemoveGoThroughTheKeyTable) {
     service.SetValue("app.netMenu.boxType", QDBusVariant(QVariant(qlonglong(7))));
     EXPECT_EQ(service.GetValue("app.netMenu.boxType"), "7");
-    service.SetValue("DataUsageTimeRange", QDBusVariant(QVariant(true)));
-    EXPECT_EQ(service.GetValue("DataUsageTimeRange"), "true");
+    service.SetValue("app.netMenu.boxType", QDBusVariant(QVariant(qlonglong(12))));
+    EXPECT_EQ(service.GetValue("app.netMenu.boxType"), "9");
     service.RemoveValue("app.netMenu.boxType");
     EXPECT_EQ(service.GetValue("app.netMenu.boxType"), "null");
-    EXPECT_EQ(changed, (std::vector<QString>{"app.netMenu.boxType", "DataUsageTimeRange",
+    EXPECT_EQ(changed, (std::vector<QString>{"app.netMenu.boxType", "app.netMenu.boxType",
                                              "app.netMenu.boxType"}));
-}
+    changed.clear();
 
-TEST_F(AppServiceValues, UnsupportedValuesAndEmptyKeysChangeNothing) {
+    service.SetValue("DataUsageTimeRange", QDBusVariant(QVariant(true)));
+    service.SetValue("app.itest.marker", QDBusVariant(QVariant(qlonglong(1))));
     service.SetValue("app.netMenu.boxType", QDBusVariant(QVariant(QPoint(1, 1))));
     service.SetValue("", QDBusVariant(QVariant(1)));
     service.RemoveValue("");
+    service.RemoveValue("app.itest.marker");
     EXPECT_TRUE(changed.empty());
     EXPECT_TRUE(SettingsDomain::standard().keys().empty());
+    EXPECT_TRUE(SettingsDomain::group().keys().empty());
+}
+
+TEST_F(AppServiceValues, AnAccentColourReachesThePaletteAtOnce) {
+    DynamicAppearance& palette = DynamicAppearance::shared();
+    service.SetValue("AccentColorIndex", QDBusVariant(QVariant(qlonglong(3))));
+    EXPECT_EQ(palette.tintIndex, 3);
+    EXPECT_EQ(SettingsDomain::group().integerValue("AccentColorIndex"), 3);
+    service.RemoveValue("AccentColorIndex");
+    EXPECT_EQ(palette.tintIndex, 0);
+    EXPECT_FALSE(SettingsDomain::group().contains("AccentColorIndex"));
 }
 
 } // namespace

@@ -1,8 +1,19 @@
-// The command-line dispatcher's parser: modes, options and the mistakes it refuses.
+// The command line: the parser's modes and options, and the real program's answers to bad
+// arguments and to `--set` (the key table's checks and ranges, writers in parallel).
 #include "app/CommandLine.h"
+#include "support/TempDir.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+
+#include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -63,6 +74,137 @@ TEST(CommandLineParse, RefusesWhatMakesNoSense) {
         EXPECT_FALSE(c.ok()) << words.front();
         EXPECT_EQ(c.mode, CommandLine::Mode::App);
     }
+}
+
+// The real program, with a private configuration folder and no session bus, so `--set`
+// writes the files itself.
+class LumenstatBinary : public ::testing::Test {
+protected:
+    QProcessEnvironment environment() const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("XDG_CONFIG_HOME", config.path());
+        env.insert("XDG_DATA_HOME", config.file("data"));
+        env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + config.file("no-bus"));
+        env.insert("LSAN_OPTIONS", "suppressions=" LUMENSTAT_SOURCE_DIR "/tests/lsan.supp");
+        env.remove("DISPLAY");
+        env.remove("WAYLAND_DISPLAY");
+        return env;
+    }
+    std::unique_ptr<QProcess> start(const QStringList& args) const {
+        auto p = std::make_unique<QProcess>();
+        p->setProcessEnvironment(environment());
+        p->start(LUMENSTAT_BINARY, args);
+        return p;
+    }
+    struct Result {
+        int code;
+        QString out;
+        QString err;
+    };
+    Result run(const QStringList& args) const {
+        auto p = start(args);
+        p->waitForFinished(60'000);
+        return {p->exitCode(), QString::fromUtf8(p->readAllStandardOutput()),
+                QString::fromUtf8(p->readAllStandardError())};
+    }
+    nlohmann::json stored(const char* file) const {
+        QFile f(config.file(QStringLiteral("lumenstat/") + file));
+        if (!f.open(QIODevice::ReadOnly))
+            return nullptr;
+        return nlohmann::json::parse(f.readAll().toStdString(), nullptr, false);
+    }
+    TempDir config;
+};
+
+TEST_F(LumenstatBinary, BadArgumentsGiveOneLineAndExitStatus2) {
+    struct Case {
+        QStringList args;
+        const char* said;
+    };
+    const std::vector<Case> cases = {
+        {{"--ticks", "99999999999999999999"}, "--ticks 99999999999999999999 is out of range"},
+        {{"--ticks", "soon"}, "--ticks needs a whole number"},
+        {{"--monitor", "--bogus"}, "unknown option --bogus"},
+        {{"--render-styles", config.path(), "--sent", "18446744073709551615"},
+         "--sent 18446744073709551615 is out of range"},
+        {{"--render-styles", config.path(), "--received", "-1"}, "--received needs a whole"},
+        {{"--usage", "week"}, "unknown usage range week"},
+        {{"--set", "NoSuchKey=1"}, "unknown settings key \"NoSuchKey\""},
+        {{"--set", "AccentColorIndex=blue"}, "AccentColorIndex takes a whole number from 0 to 6"},
+        {{"--set", "WantsBlurBackground=1"}, "WantsBlurBackground takes true or false, not 1"},
+        {{"--set", "app.menuBar.trayRendering=\"round\""}, "takes one of auto, wide, square"},
+        {{"--set", "kNetActivitiesWiFiDataKey=[1,-2]"}, "a list of two whole numbers"},
+        {{"--set", "WantsAutoLogin=true", "--set", "app.netMenu.boxType=2.5"},
+         "app.netMenu.boxType takes a whole number from 0 to 9, not 2.5"},
+    };
+    for (const Case& c : cases) {
+        const Result r = run(c.args);
+        const QString what = c.args.join(' ');
+        EXPECT_EQ(r.code, 2) << qPrintable(what);
+        EXPECT_TRUE(r.err.startsWith("lumenstat: ") && r.err.count('\n') == 1)
+            << qPrintable(what) << ": " << qPrintable(r.err);
+        EXPECT_TRUE(r.err.contains(QString::fromUtf8(c.said))) << qPrintable(r.err);
+    }
+    EXPECT_TRUE(stored("settings.json").is_null()) << "a refused --set writes nothing";
+}
+
+TEST_F(LumenstatBinary, SetBringsValuesIntoTheirKeysRange) {
+    const Result r = run(
+        {"--set", "app.netMenu.boxType=12", "--set", "app.settings.floatWindowBackgroundAlpha=0.1",
+         "--set", "MenuBoxPreferredWidth=5", "--set", "app.settings.floatWindowMode=-4", "--set",
+         "LastReloadWidgetsTime=7", "--set", "StorageReference=1", "--set", "AccentColorIndex=99",
+         "--set", "DataUsageTimeRange=1", "--set", "app.count.appReviewRequest=42"});
+    ASSERT_EQ(r.code, 0) << qPrintable(r.err);
+    const auto settings = stored("settings.json");
+    const auto group = stored("group.json");
+    EXPECT_EQ(settings["app.netMenu.boxType"], 9);
+    EXPECT_EQ(settings["app.settings.floatWindowBackgroundAlpha"], 0.4);
+    EXPECT_EQ(settings["MenuBoxPreferredWidth"], 0);
+    EXPECT_EQ(settings["app.count.appReviewRequest"], 42);
+    EXPECT_EQ(settings["app.settings.floatWindowMode"], 0);
+    EXPECT_TRUE(settings["LastReloadWidgetsTime"].is_number_float());
+    EXPECT_EQ(group["StorageReference"], 2);
+    EXPECT_EQ(group["AccentColorIndex"], 6);
+    EXPECT_EQ(group["DataUsageTimeRange"], 1);
+}
+
+TEST_F(LumenstatBinary, ParallelSetProcessesKeepEveryKey) {
+    const std::vector<const char*> keys = {"WantsAutoLogin",
+                                           "WantsPopupAnimation",
+                                           "WantsBlurBackground",
+                                           "ShowsHomepageStorageUsage",
+                                           "ShowsHomepageBatteryUsage",
+                                           "WantsBatteryStatusInMenuBar",
+                                           "WantsCPUUsageInMenuBar",
+                                           "app.settings.wantsFloatWindow"};
+    std::vector<std::unique_ptr<QProcess>> running;
+    for (const char* key : keys)
+        running.push_back(start({"--set", QString::fromLatin1(key) + "=true"}));
+    for (auto& p : running) {
+        ASSERT_TRUE(p->waitForFinished(60'000));
+        EXPECT_EQ(p->exitCode(), 0) << p->readAllStandardError().constData();
+    }
+    const auto settings = stored("settings.json");
+    for (const char* key : keys)
+        EXPECT_EQ(settings.value(key, false), true) << key;
+}
+
+// A FIFO in place of settings.json and a document nested 100,000 levels deep as group.json:
+// neither blocks nor crashes the program; both are moved aside, said once each, and the
+// values land in fresh files.
+TEST_F(LumenstatBinary, HostileStoredFilesAreMovedAsideAndTheProgramCarriesOn) {
+    const QString folder = config.file("lumenstat");
+    QDir().mkpath(folder);
+    ASSERT_EQ(::mkfifo(qPrintable(folder + "/settings.json"), 0600), 0);
+    config.write("lumenstat/group.json",
+                 "{\"a\":" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}");
+    const Result r = run({"--set", "WantsAutoLogin=true", "--set", "AccentColorIndex=2"});
+    ASSERT_EQ(r.code, 0) << qPrintable(r.err);
+    EXPECT_EQ(r.err.count("settings.json is damaged (not a regular file): moved it aside"), 1)
+        << qPrintable(r.err);
+    EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
+    EXPECT_EQ(stored("settings.json")["WantsAutoLogin"], true);
+    EXPECT_EQ(stored("group.json")["AccentColorIndex"], 2);
 }
 
 } // namespace

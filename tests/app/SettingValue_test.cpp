@@ -103,6 +103,13 @@ TEST_F(SettingValueApply, StandardAndGroupKeysGoToTheirOwnDomain) {
     EXPECT_FALSE(SettingsDomain::standard().contains("AccentColorIndex"));
     EXPECT_EQ(accentColorIndex(), 3);
     EXPECT_EQ(posted.size(), 3u);
+    // What the key table refuses is neither written nor announced.
+    EXPECT_EQ(SettingValue::apply("AccentColorIndex", Json("red")),
+              "AccentColorIndex takes a whole number from 0 to 6, not \"red\"");
+    EXPECT_FALSE(SettingValue::apply("x.unknown", Json(1)).isEmpty());
+    EXPECT_FALSE(SettingsDomain::standard().contains("x.unknown"));
+    EXPECT_EQ(accentColorIndex(), 3);
+    EXPECT_EQ(posted.size(), 3u);
 }
 
 TEST_F(SettingValueApply, RemovingAKeyMakesItReadAsAbsentAndStillNotifies) {

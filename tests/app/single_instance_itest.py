@@ -102,10 +102,11 @@ def main():
                       "the follower prints text lines too: %r" % text.stdout)
         checks.expect(name_owner(conn, NAME) == owner, "followers never take the name")
 
-        # --set reaches the running instance, typed.
-        result = run(["--set", "app.netMenu.boxType=7", "--set", 'x.list=[1,2.5,"a",true]',
-                      "--set", 'x.obj={"k":{"n":-1}}', "--set", 'x.text="7"',
-                      "--set", "AccentColorIndex=3"], env)
+        # --set reaches the running instance, typed and checked against the key table.
+        result = run(["--set", "app.netMenu.boxType=7", "--set", 'WantsBatteryNotification=["20","10"]',
+                      "--set", 'com.quillfern.lumenstat.appDataUsage.widgetData={"k":{"n":-1}}',
+                      "--set", 'app.menuBar.trayRendering="wide"', "--set", "AccentColorIndex=3",
+                      "--set", "app.settings.floatWindowBackgroundAlpha=1"], env)
         checks.expect(result.returncode == 0 and "running instance" in result.stdout,
                       "--set talks to the running instance: %r %r"
                       % (result.stdout, result.stderr))
@@ -113,17 +114,23 @@ def main():
         def value(key):
             return json.loads(str(service.GetValue(key, dbus_interface=IFACE)))
 
-        # Typed: an integer, arrays keeping their element types, whole objects, a quoted
-        # number as text, and a group key.
-        for key, expected in (("app.netMenu.boxType", 7), ("x.list", [1, 2.5, "a", True]),
-                              ("x.obj", {"k": {"n": -1}}), ("x.text", "7"),
-                              ("AccentColorIndex", 3)):
+        for key, expected in (("app.netMenu.boxType", 7), ("WantsBatteryNotification", ["20", "10"]),
+                              ("com.quillfern.lumenstat.appDataUsage.widgetData", {"k": {"n": -1}}),
+                              ("app.menuBar.trayRendering", "wide"), ("AccentColorIndex", 3),
+                              ("app.settings.floatWindowBackgroundAlpha", 1.0)):
             got = value(key)
             checks.expect(got == expected and type(got) is type(expected),
                           "%s arrives as %r: %r" % (key, expected, got))
-        removed = run(["--set", "x.text="], env)
-        checks.expect(removed.returncode == 0 and value("x.text") is None,
+        removed = run(["--set", "app.menuBar.trayRendering="], env)
+        checks.expect(removed.returncode == 0 and value("app.menuBar.trayRendering") is None,
                       "an empty value removes the key")
+        try:
+            service.SetValue("NoSuchKey", dbus.Int64(1, variant_level=1), dbus_interface=IFACE)
+            refused = ""
+        except dbus.DBusException as e:
+            refused = e.get_dbus_message()
+        checks.expect("unknown settings key" in refused and value("NoSuchKey") is None,
+                      "the service refuses an unknown key: %r" % refused)
 
         # A follower takes over when the instance it follows ends.
         taker = Lumenstat(["--monitor", "--json", "--ticks", "6"], env)
@@ -143,7 +150,7 @@ def main():
         config = os.path.join(env["XDG_CONFIG_HOME"], "lumenstat")
         with open(os.path.join(config, "settings.json")) as f:
             stored = json.load(f)
-        checks.expect(stored.get("x.list") == [1, 2.5, "a", True],
+        checks.expect(stored.get("WantsBatteryNotification") == ["20", "10"],
                       "settings set over the bus are on disk after exit")
 
         # Without a running instance --set writes the file itself.

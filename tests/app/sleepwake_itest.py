@@ -70,7 +70,7 @@ def main():
         config = os.path.join(env["XDG_CONFIG_HOME"], "lumenstat")
         session_conn = session.connection()
         service = session_conn.get_object("com.quillfern.Lumenstat", "/")
-        service.SetValue("app.itest.marker", dbus.Int64(42, variant_level=1), dbus_interface="com.quillfern.Lumenstat")
+        service.SetValue("app.count.appReviewRequest", dbus.Int64(42, variant_level=1), dbus_interface="com.quillfern.Lumenstat")
         asked = time.monotonic()
         prepare_for_sleep(system, True)
         released = wait_for(lambda: not ours(system), 10)
@@ -79,7 +79,7 @@ def main():
         settings = read_json(os.path.join(config, "settings.json"))
         group = read_json(os.path.join(config, "group.json"))
         if waited < 1.5:
-            checks.expect(settings.get("app.itest.marker") == 42,
+            checks.expect(settings.get("app.count.appReviewRequest") == 42,
                           "settings were flushed before the lock was released: %r" % settings)
         # Data usage is saved every 60 ticks; this early it can only come from the sleep path.
         checks.expect("app.dataUsage.data" in group,
@@ -109,7 +109,7 @@ def main():
         checks.expect(wait_for(lambda: not ours(system), 5), "no inhibitor left after exit")
         checks.expect(wait_for(lambda: name_owner(session_conn, "com.quillfern.Lumenstat") is None,
                                5), "the bus name is given up at exit")
-        checks.expect(read_json(os.path.join(config, "settings.json")).get("app.itest.marker")
+        checks.expect(read_json(os.path.join(config, "settings.json")).get("app.count.appReviewRequest")
                       == 42, "settings are on disk after exit")
 
         # Without logind on the system bus the app runs on without sleep handling.

@@ -72,8 +72,9 @@ TEST_F(DataUsageTest, TicksOfOneHourShareABucketAndANewHourOpensOne) {
     at(2026, 11, 20, 14, 10);
     provider->networkActivityDidUpdate(paces(3, 10));
     at(2026, 11, 20, 14, 59, 59);
+    clock = clock.addMSecs(999);
     provider->networkActivityDidUpdate(paces(1, 5));
-    at(2026, 11, 20, 15, 0, 0);
+    clock = clock.addMSecs(1);
     provider->networkActivityDidUpdate(paces(2, 7));
     // An earlier hour seen again adds to its old bucket rather than opening a new one.
     at(2026, 11, 20, 14, 20);
@@ -198,13 +199,17 @@ TEST_F(DataUsageTest, MalformedStoredElementsAreDroppedAndTheRestKeptInOrder) {
         ["2026-11-20 08", 1, 2],
         "2026-11-20 09",
         42,
-        {"timeIdentifier": "2026-11-20 10", "bytesIn": -3, "bytesOut": 9223372036854775807},
+        {"timeIdentifier": "2026-11-20 10", "bytesIn": -3, "bytesOut": 0},
+        {"timeIdentifier": "2026-11-20 11", "bytesIn": 0, "bytesOut": 9223372036854775807},
+        {"timeIdentifier": "2026-11-20 12", "bytesIn": 1099511627777, "bytesOut": 0},
+        {"timeIdentifier": "2026-11-20 13", "bytesIn": 1099511627776, "bytesOut": 0},
         {"timeIdentifier": "", "bytesIn": 0, "bytesOut": 0, "extra": [1]}
     ])"));
     auto provider = makeProvider();
-    const std::vector<Atom> expected = {{"2026-11-20 01", 10, 20},
-                                        {"2026-11-20 10", -3, std::numeric_limits<int64_t>::max()},
-                                        {"", 0, 0}};
+    const std::vector<Atom> expected = {
+        {"2026-11-20 01", 10, 20},
+        {"2026-11-20 13", DataUsageProvider::kMaximumStoredHourKB, 0},
+        {"", 0, 0}};
     EXPECT_EQ(provider->dataset(), expected);
 
     // A stored value that is no list at all loads nothing.
@@ -312,16 +317,14 @@ TEST_F(DataUsageTest, FallBackDayMergesTheRepeatedHour) {
 
 using DataUsageDeathTest = DataUsageTest;
 
+// Stored amounts that large are dropped at load; arithmetic on measured paces stays checked.
 TEST_F(DataUsageDeathTest, AnAmountBeyond64BitsStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    group->setValue(SettingsKey::DataUsageData,
-                    DataUsageProvider::storedForm(
-                        {{"2026-11-20 09", std::numeric_limits<int64_t>::max() - 1, 0}}));
     EXPECT_DEATH(
         {
             auto provider = makeProvider();
             at(2026, 11, 20, 9, 30);
-            provider->networkActivityDidUpdate(paces(0, 2));
+            provider->networkActivityDidUpdate(paces(0, std::numeric_limits<uint64_t>::max()));
         },
         "bytesIn overflows");
 }

@@ -1,10 +1,14 @@
-"""`lumenstat --usage` prints the hourly totals kept in group.json, without a display."""
+"""`lumenstat --usage` prints the hourly totals kept in group.json, without a display: in
+any locale with a decimal point, in UTC when the time zone is unknown, and with the hours of
+a monitor that just ended, however it ended."""
 import datetime
 import json
 import os
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 SKIP = 77
 
@@ -92,9 +96,53 @@ def check_once(binary, env, group_path):
 
     if default.stdout != last24.stdout:
         fail("--usage without a range does not follow the stored DataUsageTimeRange 1")
+
+    # A German locale still prints a decimal point; an unknown zone counts in UTC and says so.
+    german = run(binary, dict(env, LC_ALL="de_DE.UTF-8", LANG="de_DE.UTF-8"), "--usage", "today")
+    if german.returncode != 0 or german.stdout != today.stdout:
+        fail("--usage under de_DE differs:\n" + german.stdout + german.stderr)
+    nowhere = run(binary, dict(env, TZ="Nowhere/Bogus"), "--usage", "today")
+    if nowhere.returncode != 0 or nowhere.stdout != today.stdout:
+        fail("--usage with an unknown zone differs:\n" + nowhere.stdout)
+    if nowhere.stderr.count("unknown time zone") != 1 or "UTC" not in nowhere.stderr:
+        fail("the unknown zone is not said once: %r" % nowhere.stderr)
     if open(group_path, "rb").read() != before:
         fail("--usage changed group.json")
     return True
+
+
+def hours_saved(group_path):
+    try:
+        with open(group_path) as f:
+            return json.load(f).get("app.dataUsage.data", [])
+    except (OSError, ValueError):
+        return []
+
+
+def check_exit_paths(binary, env, group_path):
+    """The monitor's hours reach group.json at the end of --ticks N and on each signal."""
+    ends = [("--ticks 3", None)] + [(sig.name, sig) for sig in
+                                     (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)]
+    for name, sig in ends:
+        os.remove(group_path)
+        args = ["--monitor", "--ticks", "3"] if sig is None else ["--monitor"]
+        started = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H")
+        proc = subprocess.Popen([binary, *args], env=env, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, text=True)
+        if sig is not None:
+            for _ in range(2):
+                proc.stdout.readline()
+            proc.send_signal(sig)
+        out, err = proc.communicate(timeout=60)
+        if proc.returncode != 0:
+            fail("the monitor ended by %s exited %d: %s" % (name, proc.returncode, err))
+        hour = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H")
+        keys = [h.get("timeIdentifier") for h in hours_saved(group_path)]
+        if hour not in keys and started not in keys:
+            fail("after %s the hour %s is not saved: %r" % (name, hour, keys))
+        usage = run(binary, env, "--usage", "today")
+        if usage.returncode != 0 or "total" not in usage.stdout:
+            fail("--usage after %s: %s" % (name, usage.stderr))
 
 
 def main():
@@ -124,9 +172,12 @@ def main():
         group_path = os.path.join(config, "lumenstat", "group.json")
         for _ in range(3):
             if check_once(binary, env, group_path):
-                print("ok")
-                return 0
-        fail("the hour kept turning")
+                break
+        else:
+            fail("the hour kept turning")
+        check_exit_paths(binary, env, group_path)
+        print("ok")
+        return 0
 
 
 if __name__ == "__main__":

@@ -11,11 +11,14 @@
 #include <QFileInfo>
 #include <QThread>
 
+#include <functional>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -77,29 +80,140 @@ TEST(SettingsDomain, AbsentAndWrongTypedValuesReadAsZero) {
     EXPECT_EQ(d.integerValue("frac"), 2);
 }
 
-TEST(SettingsDomain, DamagedFilesAreMovedAsideAndTheDomainStartsEmpty) {
-    const std::vector<QByteArray> damaged = {
-        "{\"WantsBlurBackground\": tr", // truncated
-        "\x89PNG garbage \x01\x02",     // not text at all
-        "[1, 2, 3]",                    // valid JSON, wrong shape
-        "",                             // empty file
+// Whatever lies where the file should be, the domain starts empty, says so once, keeps the
+// damaged thing aside and saves a good file in its place.
+TEST(SettingsDomain, HostileFilesAreMovedAsideAndTheDomainStartsEmpty) {
+    const QByteArray deep = QByteArray(100'000, '[') + QByteArray(100'000, ']');
+    struct Case {
+        const char* what;
+        std::function<void(const QString& path)> make;
     };
-    for (const QByteArray& bytes : damaged) {
+    const auto bytes = [](QByteArray b) {
+        return [b](const QString& path) {
+            QFile f(path);
+            ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+            f.write(b);
+        };
+    };
+    const std::vector<Case> cases = {
+        {"truncated", bytes("{\"WantsBlurBackground\": tr")},
+        {"binary", bytes("\x89PNG garbage \x01\x02")},
+        {"wrong shape", bytes("[1, 2, 3]")},
+        {"empty", bytes("")},
+        {"nested 100000 deep", bytes("{\"a\":" + deep + "}")},
+        {"fifo", [](const QString& p) { ASSERT_EQ(::mkfifo(qPrintable(p), 0600), 0); }},
+        {"device", [](const QString& p) { ASSERT_EQ(::symlink("/dev/zero", qPrintable(p)), 0); }},
+        {"too large",
+         [](const QString& p) {
+             QFile f(p);
+             ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+             f.write("{}");
+             ASSERT_TRUE(f.resize(SettingsDomain::kMaxFileBytes + 1));
+         }},
+    };
+    for (const Case& c : cases) {
         TempDir dir;
-        const QString path = dir.write("settings.json", bytes);
+        const QString path = dir.file("settings.json");
+        c.make(path);
+        testing::internal::CaptureStderr();
         SettingsDomain d(path);
-        EXPECT_TRUE(d.keys().empty());
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(d.keys().empty()) << c.what;
         const QString aside = d.movedAsidePath();
-        ASSERT_FALSE(aside.isEmpty()) << bytes.constData();
-        QFile kept(aside);
-        ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
-        EXPECT_EQ(kept.readAll(), bytes) << "the damaged file is kept as it was";
+        EXPECT_FALSE(aside.isEmpty()) << c.what;
+        EXPECT_TRUE(QFileInfo(aside).exists() || QFileInfo(aside).isSymLink()) << c.what;
+        EXPECT_NE(said.find("moved it aside to " + aside.toStdString()), std::string::npos)
+            << c.what << ": " << said;
         d.setBool("WantsBlurBackground", true);
-        ASSERT_TRUE(d.flush());
+        ASSERT_TRUE(d.flush()) << c.what;
         SettingsDomain again(path);
-        EXPECT_TRUE(again.boolValue("WantsBlurBackground"));
-        EXPECT_TRUE(again.movedAsidePath().isEmpty());
+        EXPECT_TRUE(again.boolValue("WantsBlurBackground")) << c.what;
+        EXPECT_TRUE(again.movedAsidePath().isEmpty()) << c.what;
     }
+}
+
+TEST(SettingsDomain, WritingThroughASymbolicLinkKeepsTheLink) {
+    TempDir dir;
+    const QString target = dir.write("dotfiles/lumenstat.json", "{\"kept\": 1}");
+    const QString path = dir.file("config/settings.json");
+    QDir().mkpath(dir.file("config"));
+    ASSERT_TRUE(QFile::link(target, path));
+    SettingsDomain d(path);
+    EXPECT_EQ(d.integerValue("kept"), 1);
+    d.setInteger("added", 2);
+    ASSERT_TRUE(d.flush());
+    EXPECT_TRUE(QFileInfo(path).isSymLink());
+    SettingsDomain reader(target);
+    EXPECT_EQ(reader.integerValue("kept"), 1);
+    EXPECT_EQ(reader.integerValue("added"), 2);
+}
+
+// Writers in separate processes each keep the others' keys; a key changed here wins over
+// the value on disk, and a key removed here stays removed.
+TEST(SettingsDomain, WritersInOtherProcessesKeepEachOthersKeys) {
+    TempDir dir;
+    const QString path = dir.write("s.json", "{\"shared\": 0, \"gone\": 1}");
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            SettingsDomain d(path);
+            d.setInteger("k" + std::to_string(i), i);
+            d.setInteger("shared", i);
+            _exit(d.flush() ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    SettingsDomain mine(path);
+    mine.remove("gone");
+    for (pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    ASSERT_TRUE(mine.flush());
+    SettingsDomain reader(path);
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(reader.integerValue("k" + std::to_string(i)), i);
+    EXPECT_FALSE(reader.contains("gone"));
+    EXPECT_TRUE(reader.contains("shared"));
+    EXPECT_FALSE(QFile::exists(path + ".tmp"));
+}
+
+// A folder the process cannot write to: one message with the reason, the values stay in
+// memory, no partial file, and saving works again once the folder does.
+TEST(SettingsDomain, AFailingSaveIsSaidOnceAndLeavesNoPartialFile) {
+    TempDir dir;
+    const QString folder = dir.file("config");
+    QDir().mkpath(folder);
+    const bool root = ::geteuid() == 0;
+    // Permissions do not stop root: a file in place of the folder does.
+    const QString path =
+        root ? dir.write("config/blocked", "x") + "/settings.json" : folder + "/settings.json";
+    if (!root) {
+        ASSERT_EQ(::chmod(qPrintable(folder), 0500), 0);
+    }
+    SettingsDomain d(path);
+    testing::internal::CaptureStderr();
+    d.setInteger("a", 1);
+    EXPECT_FALSE(d.flush());
+    d.setInteger("b", 2);
+    EXPECT_FALSE(d.flush());
+    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string reason = root ? std::strerror(ENOTDIR) : std::strerror(EACCES);
+    EXPECT_EQ(said, "lumenstat: could not save " + path.toStdString() + ": " + reason +
+                        "; the changes are kept in memory\n");
+    EXPECT_EQ(d.integerValue("b"), 2);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden).size(), root ? 1 : 0);
+    if (root) {
+        ASSERT_TRUE(QFile::remove(folder + "/blocked") && QDir().mkpath(folder + "/blocked"));
+    } else {
+        ASSERT_EQ(::chmod(qPrintable(folder), 0700), 0);
+    }
+    EXPECT_TRUE(d.flush());
+    EXPECT_TRUE(d.lastWriteError().isEmpty());
+    EXPECT_EQ(SettingsDomain(path).integerValue("a"), 1);
 }
 
 TEST(SettingsDomain, WritesReachTheDiskWithoutAnExplicitFlush) {

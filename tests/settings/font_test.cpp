@@ -1,6 +1,6 @@
 // The application font: weight table, lazy registration of the shipped faces and the
 // fall-back to the system font.
-#include "app/AppFont.h"
+#include "settings/AppFont.h"
 
 #include "support/TempDir.h"
 
