@@ -10,7 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
   xvfb xauth iproute2 procps time
-  fonts-dejavu-core
+  fonts-dejavu-core locales
 )
 if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
   PACKAGES+=(xfce4-panel xfconf x11-apps)

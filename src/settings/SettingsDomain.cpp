@@ -117,10 +117,13 @@ ReadResult readDocument(const QByteArray& path, int64_t maxBytes, int maxDepth) 
     } else if (st.st_size > maxBytes) {
         r.reason = "larger than " + std::to_string(maxBytes / (1024 * 1024)) + " MB";
     } else {
-        text.resize(static_cast<size_t>(maxBytes) + 1);
+        // Grown as the file is read, never to the limit up front: a zero-filled buffer of the
+        // limit's size would stay resident in the heap for the process's life.
+        text.reserve(static_cast<size_t>(st.st_size) + 1);
+        char chunk[16384];
         size_t done = 0;
-        while (done < text.size()) {
-            const ssize_t n = ::read(fd, text.data() + done, text.size() - done);
+        while (done <= static_cast<size_t>(maxBytes)) {
+            const ssize_t n = ::read(fd, chunk, sizeof chunk);
             if (n < 0 && errno == EINTR)
                 continue;
             if (n < 0) {
@@ -129,9 +132,9 @@ ReadResult readDocument(const QByteArray& path, int64_t maxBytes, int maxDepth) 
             }
             if (n == 0)
                 break;
+            text.append(chunk, static_cast<size_t>(n));
             done += static_cast<size_t>(n);
         }
-        text.resize(done);
         if (r.reason.empty() && done > static_cast<size_t>(maxBytes))
             r.reason = "larger than " + std::to_string(maxBytes / (1024 * 1024)) + " MB";
     }
