@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cstdio>
+
 namespace {
 
 nlohmann::json pair(const NetActivities& a) {
@@ -32,26 +35,28 @@ MonitorPrinter::MonitorPrinter(bool json, long maxTicks, std::FILE* out, QObject
 
 QByteArray MonitorPrinter::textLine(const ActivityObject& r,
                                     const std::optional<QString>& cpuRate) {
+    // Every value is text already, so one formatted print of strings is all a line takes
+    // (%s never depends on the locale).
     const auto up = SpeedText::adaptive(r.paceActivities.up);
     const auto down = SpeedText::adaptive(r.paceActivities.down);
-    QString line = QStringLiteral("%1  up %2 %3  down %4 %5  total up %6 down %7  %8")
-                       .arg(r.time, 8)
-                       .arg(up.value, 7)
-                       .arg(up.unit)
-                       .arg(down.value, 7)
-                       .arg(down.unit)
-                       .arg(SpeedText::dataVolumeText(r.netActivities.up))
-                       .arg(SpeedText::dataVolumeText(r.netActivities.down))
-                       .arg(QString::fromLatin1(modeName(r.netMode)));
-    if (cpuRate)
-        line += cpuRate->isEmpty() || *cpuRate == QLatin1String("--")
-                    ? QStringLiteral("  cpu --")
-                    : QStringLiteral("  cpu %1%").arg(*cpuRate);
+    char buf[512];
+    const int n = std::snprintf(
+        buf, sizeof buf, "%8s  up %7s %s  down %7s %s  total up %s down %s  %s",
+        r.time.toUtf8().constData(), up.value.toUtf8().constData(), up.unit.toUtf8().constData(),
+        down.value.toUtf8().constData(), down.unit.toUtf8().constData(),
+        SpeedText::dataVolumeText(r.netActivities.up).toUtf8().constData(),
+        SpeedText::dataVolumeText(r.netActivities.down).toUtf8().constData(), modeName(r.netMode));
+    QByteArray line(buf, n < 0 ? 0 : std::min(n, static_cast<int>(sizeof buf) - 1));
+    if (cpuRate) {
+        line += "  cpu ";
+        line += cpuRate->isEmpty() || *cpuRate == QLatin1String("--") ? QByteArray("--")
+                                                                      : cpuRate->toUtf8() + '%';
+    }
     if (r.ssid)
-        line += QStringLiteral("  %1").arg(*r.ssid);
+        line += "  " + r.ssid->toUtf8();
     if (r.IPLocation)
-        line += QStringLiteral("  %1").arg(*r.IPLocation);
-    return line.toUtf8();
+        line += "  " + r.IPLocation->toUtf8();
+    return line;
 }
 
 QByteArray MonitorPrinter::jsonLine(const ActivityObject& r,

@@ -185,7 +185,11 @@ NetActivities NetworkMonitor::dataWWAN() const {
 void NetworkMonitor::persistTotals(int status, const NetActivities& totals) {
     if (sources_.isExtension || !sources_.group)
         return;
+    // A tick without traffic leaves the stored pair as it is.
+    if (lastPersisted_ && lastPersisted_->first == status && lastPersisted_->second == totals)
+        return;
     sources_.group->setUnsignedList(totalsKey(status), {totals.up, totals.down});
+    lastPersisted_ = std::make_pair(status, totals);
 }
 
 void NetworkMonitor::updateNetworkInfo() {
@@ -250,15 +254,27 @@ void NetworkMonitor::updateNetworkInfo() {
 }
 
 void NetworkMonitor::fillConnectionDetails(ActivityObject& record) {
-    const WiFiDetails wifi = sources_.wifi ? sources_.wifi->current() : WiFiDetails{};
-    record.ssid = wifi.ssid;
-    if (wifi.hardwareAddress)
-        record.macLocation = wifi.hardwareAddress->toUpper();
-    record.security = getSecurityStringForNetwork(wifi.securityMode);
-    record.channel = QString::number(wifi.channel);
-    record.strengthValue = wifi.rssi;
-    record.strength = QString::number(wifi.rssi) + QStringLiteral(" dBm");
-    record.transmitRate = decimalText(wifi.transmitRate, 1) + QStringLiteral(" Mbps");
+    WiFiDetails wifi = sources_.wifi ? sources_.wifi->current() : WiFiDetails{};
+    if (!lastWiFi_ || !(*lastWiFi_ == wifi)) {
+        ActivityObject& d = lastDetails_;
+        d.ssid = wifi.ssid;
+        d.macLocation.reset();
+        if (wifi.hardwareAddress)
+            d.macLocation = wifi.hardwareAddress->toUpper();
+        d.security = getSecurityStringForNetwork(wifi.securityMode);
+        d.channel = QString::number(wifi.channel);
+        d.strengthValue = wifi.rssi;
+        d.strength = QString::number(wifi.rssi) + QStringLiteral(" dBm");
+        d.transmitRate = decimalText(wifi.transmitRate, 1) + QStringLiteral(" Mbps");
+        lastWiFi_ = std::move(wifi);
+    }
+    record.ssid = lastDetails_.ssid;
+    record.macLocation = lastDetails_.macLocation;
+    record.security = lastDetails_.security;
+    record.channel = lastDetails_.channel;
+    record.strengthValue = lastDetails_.strengthValue;
+    record.strength = lastDetails_.strength;
+    record.transmitRate = lastDetails_.transmitRate;
 }
 
 void NetworkMonitor::dispatchActivityObject(const ActivityRecord& record) {
@@ -310,6 +326,7 @@ QString NetworkMonitor::getSecurityStringForNetwork(int mode) {
 void NetworkMonitor::resetData() {
     dataWiFi_ = {};
     dataWWAN_ = {};
+    lastPersisted_.reset();
     if (sources_.group) {
         sources_.group->setUnsignedList(SettingsKey::NetActivitiesWiFiData, {0, 0});
         sources_.group->setUnsignedList(SettingsKey::NetActivitiesWWANData, {0, 0});

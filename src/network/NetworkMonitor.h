@@ -96,6 +96,11 @@ private:
     bool dirtyActivity_ = false;
     std::optional<double> lastTick_;
     std::vector<LinkEntry> links_; // the last counter read, kept for its capacity
+    // The connection details of the last tick and their texts: Wi-Fi details rarely change,
+    // so most ticks share the texts instead of formatting them again.
+    std::optional<WiFiDetails> lastWiFi_;
+    ActivityObject lastDetails_;
+    std::optional<std::pair<int, NetActivities>> lastPersisted_;
     int netMode_ = NotReachable;
     QString IPString_;
     std::vector<uint64_t> upPaces_;

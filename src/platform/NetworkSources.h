@@ -78,6 +78,7 @@ struct WiFiDetails {
     int channel = 0;
     long rssi = 0;             // dBm
     double transmitRate = 0.0; // Mbit/s
+    friend bool operator==(const WiFiDetails&, const WiFiDetails&) = default;
 };
 
 class WiFiSource {
