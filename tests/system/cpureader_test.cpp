@@ -18,17 +18,14 @@ using C = CpuLoadCounters; // user, system, idle, nice
 using Rates = std::vector<QString>;
 
 // Hands out queued counter readings; an empty optional stands for an unreadable source.
-class QueuedCounters : public CpuLoadSource {
-public:
+struct QueuedCounters : CpuLoadSource {
+    std::deque<std::optional<C>> queue;
     std::optional<C> read() override {
-        std::optional<C> next;
-        if (!queue.empty()) {
-            next = queue.front();
+        const std::optional<C> next = queue.empty() ? std::nullopt : queue.front();
+        if (!queue.empty())
             queue.pop_front();
-        }
         return next;
     }
-    std::deque<std::optional<C>> queue;
 };
 
 class CPUReaderTest : public ::testing::Test {

