@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 using Json = nlohmann::json;
+using Item = BatteryHealthLogger::Item;
 
 namespace {
 
@@ -21,7 +22,7 @@ struct ReportFixture {
     std::shared_ptr<FakePowerSources> fake = std::make_shared<FakePowerSources>();
     YYSystemBatteryReport report{fake, [] { return true; }};
 
-    void set(int64_t cycles, int64_t full, int64_t design, int64_t percentage = 80,
+    void set(int64_t cycles, int64_t full, int64_t design, int percentage = 80,
              bool charging = false) {
         fake->registry = QVariantMap{{"CycleCount", qint64(cycles)},
                                      {"MaxCapacity", qint64(full)},
@@ -34,112 +35,98 @@ struct ReportFixture {
     }
 };
 
-QDateTime day(int y, int m, int d, int hour = 12) {
-    return QDateTime(QDate(y, m, d), QTime(hour, 0));
-}
-
-Json entry(const char* date, int cycle, int full, int max) {
+Json entry(const char* date, Json cycle, Json full, Json max) {
     return Json{{"date", date}, {"cycle", cycle}, {"fullCapacity", full}, {"maxCapacity", max}};
 }
 
-std::vector<int64_t> capacities(const BatteryHealthLogger& log) {
-    std::vector<int64_t> out;
-    for (const auto& item : log.items())
-        out.push_back(item.fullCapacity);
-    return out;
-}
+struct HealthFixture {
+    TempDir dir;
+    SettingsDomain group{dir.file("group.json")};
+    QDateTime now{QDate(2025, 3, 1), QTime(9, 0)};
+    BatteryHealthLogger log{&group, [this] { return now; }};
+    ReportFixture r;
+
+    void logOn(int day, int hour = 12) {
+        now = QDateTime(QDate(2025, 3, day), QTime(hour, 0));
+        log.logBatteryHealthIfNeed(&r.report);
+    }
+    std::vector<int64_t> capacities() const {
+        std::vector<int64_t> out;
+        for (const auto& item : log.items())
+            out.push_back(item.fullCapacity);
+        return out;
+    }
+};
 
 } // namespace
 
-// --- health log ------------------------------------------------------------------------------
-
-class BatteryHealthLog : public ::testing::Test {
-protected:
-    TempDir dir;
-    SettingsDomain group{dir.file("group.json")};
-};
-
-TEST_F(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
-    QDateTime now = day(2025, 3, 1, 9);
-    BatteryHealthLogger log(&group, [&] { return now; });
-    ReportFixture r;
-
-    r.set(10, 3812, 4382);
-    log.logBatteryHealthIfNeed(&r.report);
-    now = day(2025, 3, 1, 18);
-    r.set(11, 3820, 4400); // a rise replaces the day's entry
-    log.logBatteryHealthIfNeed(&r.report);
-    r.set(12, 3790, 4400); // a fall does not
-    log.logBatteryHealthIfNeed(&r.report);
-    EXPECT_EQ(log.items(),
-              (std::vector<BatteryHealthLogger::Item>{{"2025-03-01", 11, 3820, 4400}}));
-    now = day(2025, 3, 2, 0);
-    log.logBatteryHealthIfNeed(&r.report);
-    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3820, 3790}));
+TEST(BatteryHealthLog, OneEntryPerDayKeepingTheHighestCapacity) {
+    HealthFixture f;
+    f.r.set(10, 3812, 4382);
+    f.logOn(1, 9);
+    f.r.set(11, 3820, 4400); // a rise replaces the day's entry
+    f.logOn(1, 18);
+    f.r.set(12, 3790, 4400); // a fall does not
+    f.logOn(1, 18);
+    EXPECT_EQ(f.log.items(), (std::vector<Item>{{"2025-03-01", 11, 3820, 4400}}));
+    f.logOn(2, 0);
+    EXPECT_EQ(f.capacities(), (std::vector<int64_t>{3820, 3790}));
 
     // The stored form is the list, and a new logger reads it back.
-    EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->at(1),
+    EXPECT_EQ(f.group.array(SettingsKey::BatteryHealthData)->at(1),
               entry("2025-03-02", 12, 3790, 4400));
-    EXPECT_EQ(BatteryHealthLogger(&group).items(), log.items());
+    EXPECT_EQ(BatteryHealthLogger(&f.group).items(), f.log.items());
 
     // With the clock set back, today is found anywhere in the log: no rise is recorded
     // for an entry that is not the last, and nothing is appended.
-    now = day(2025, 3, 1, 20);
-    r.set(13, 3900, 4400);
-    log.logBatteryHealthIfNeed(&r.report);
-    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3820, 3790}));
+    f.r.set(13, 3900, 4400);
+    f.logOn(1, 20);
+    EXPECT_EQ(f.capacities(), (std::vector<int64_t>{3820, 3790}));
 }
 
-TEST_F(BatteryHealthLog, NothingToLogAndDeletes) {
-    QDateTime now = day(2025, 3, 1);
-    BatteryHealthLogger log(&group, [&] { return now; });
-    ReportFixture r; // not loaded yet
-    log.logBatteryHealthIfNeed(&r.report);
-    log.logBatteryHealthIfNeed(nullptr);
-    r.set(4, 0, 0); // a battery known only by its percentage
-    log.logBatteryHealthIfNeed(&r.report);
-    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
+TEST(BatteryHealthLog, NothingToLogAndDeletes) {
+    HealthFixture f;
+    f.logOn(1); // the report is not loaded yet
+    f.log.logBatteryHealthIfNeed(nullptr);
+    f.r.set(4, 0, 0); // a battery known only by its percentage
+    f.logOn(1);
+    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryHealthData));
 
     // A negative cycle count is no count, never a fault.
     for (int d = 1; d <= 3; ++d) {
-        now = day(2025, 3, d);
-        r.set(d == 2 ? -5 : d, 3000 + d, 4000);
-        log.logBatteryHealthIfNeed(&r.report);
+        f.r.set(d == 2 ? -5 : d, 3000 + d, 4000);
+        f.logOn(d);
     }
-    EXPECT_EQ(log.items()[1], (BatteryHealthLogger::Item{"2025-03-02", 0, 3002, 4000}));
+    EXPECT_EQ(f.log.items()[1], (Item{"2025-03-02", 0, 3002, 4000}));
 
-    group.remove(SettingsKey::BatteryHealthData);
-    for (int64_t outside : {3, 4, -1})
-        log.deleteItemAt(outside);
-    EXPECT_FALSE(group.contains(SettingsKey::BatteryHealthData));
-    log.deleteItemAt(1);
-    EXPECT_EQ(capacities(log), (std::vector<int64_t>{3001, 3003}));
-    EXPECT_EQ(group.array(SettingsKey::BatteryHealthData)->size(), 2u);
+    f.group.remove(SettingsKey::BatteryHealthData);
+    for (int64_t outside : {3, -1})
+        f.log.deleteItemAt(outside);
+    EXPECT_FALSE(f.group.contains(SettingsKey::BatteryHealthData));
+    f.log.deleteItemAt(1);
+    EXPECT_EQ(f.capacities(), (std::vector<int64_t>{3001, 3003}));
+    EXPECT_EQ(f.group.array(SettingsKey::BatteryHealthData)->size(), 2u);
 }
 
-TEST_F(BatteryHealthLog, MalformedAndImpossibleStoredEntriesAreDropped) {
-    group.setValue(
-        SettingsKey::BatteryHealthData,
-        Json::array(
-            {{{"date", "2025-01-01"}, {"cycle", "7"}, {"fullCapacity", 1}, {"maxCapacity", 2}},
-             {{"date", "2025-01-02"}, {"cycle", 7}, {"fullCapacity", 1}},
-             {{"date", 20250103}, {"cycle", 7}, {"fullCapacity", 1}, {"maxCapacity", 2}},
-             {{"date", "2025-01-04"}, {"cycle", 7}, {"fullCapacity", 1.5}, {"maxCapacity", 2}},
-             entry("2025-01-05", 8, 3, 4),
-             entry("2025-01-06", -1, 3, 4),
-             entry("2025-01-07", 8, -3, 4),
-             entry("2025-01-08", 8, 3, 0)}));
-    BatteryHealthLogger log(&group);
-    ASSERT_EQ(log.items().size(), 1u);
-    EXPECT_EQ(log.items()[0], (BatteryHealthLogger::Item{"2025-01-05", 8, 3, 4}));
+TEST(BatteryHealthLog, MalformedAndImpossibleStoredEntriesAreDropped) {
+    HealthFixture f;
+    Json missing = entry("2025-01-02", 7, 1, 2);
+    missing.erase("maxCapacity");
+    Json numericDate = entry("", 7, 1, 2);
+    numericDate["date"] = 20250103;
+    f.group.setValue(SettingsKey::BatteryHealthData,
+                     Json::array({entry("2025-01-01", "7", 1, 2), missing, numericDate,
+                                  entry("2025-01-04", 7, 1.5, 2), entry("2025-01-05", 8, 3, 4),
+                                  entry("2025-01-06", -1, 3, 4), entry("2025-01-07", 8, -3, 4),
+                                  entry("2025-01-08", 8, 3, 0)}));
+    EXPECT_EQ(BatteryHealthLogger(&f.group).items(), (std::vector<Item>{{"2025-01-05", 8, 3, 4}}));
 
-    for (const Json& bad : {Json::array({Json::object({{"date", "x"}}), 5}), Json("2025-01-05")}) {
-        group.setValue(SettingsKey::BatteryHealthData, bad);
-        EXPECT_TRUE(BatteryHealthLogger(&group).items().empty()) << bad.dump();
+    // Anything but a list of dictionaries is no log at all.
+    for (const Json& bad : {Json::array({entry("2025-01-05", 8, 3, 4), 5}), Json("2025-01-05")}) {
+        f.group.setValue(SettingsKey::BatteryHealthData, bad);
+        EXPECT_TRUE(BatteryHealthLogger(&f.group).items().empty()) << bad.dump();
     }
 }
-
-// --- percentage log --------------------------------------------------------------------------
 
 namespace {
 
@@ -166,22 +153,15 @@ struct PercentageFixture {
             &group, &standard, [this] { return now; }, [this] { return battery; },
             [this]() -> const YYSystemBatteryReport* { return &r.report; }});
     }
+    // Stores `stored` in the group domain and starts a logger over it.
+    std::unique_ptr<PowerPercentageLogger> makeOver(const Json& stored) {
+        group.setValue(SettingsKey::BatteryRawData, stored);
+        return make();
+    }
 };
-
-double timeOf(const Json& p) {
-    return p["Time"].get<double>();
-}
 
 Json point(bool fake, int cap, bool charging, double time) {
     return Json{{"Fake", fake}, {"Cap", cap}, {"Charging", charging}, {"Time", time}};
-}
-
-// `count` real points at 50 % ten minutes apart, the last one ten minutes before `now`.
-Json storedWeek(int count, double now) {
-    Json stored = Json::array();
-    for (int k = count; k >= 1; --k)
-        stored.push_back(point(false, 50, false, now - k * 600.0));
-    return stored;
 }
 
 } // namespace
@@ -191,12 +171,9 @@ TEST(PowerPercentageLog, FirstLaunchSeedsAWeekIntoTheStandardDomain) {
     auto log = f.make();
     const auto& data = log->dataset();
     ASSERT_EQ(data.size(), 1008u);
-    EXPECT_DOUBLE_EQ(timeOf(data.front()), f.now - 1008 * 600.0);
-    EXPECT_DOUBLE_EQ(timeOf(data.back()), f.now - 600.0);
-    for (const Json& p : data)
-        ASSERT_EQ(p, point(true, 100, false, timeOf(p)));
+    for (size_t k = 0; k < data.size(); ++k)
+        ASSERT_EQ(data[k], point(true, 100, false, f.now - double(1008 - k) * 600.0)) << k;
     EXPECT_FALSE(f.group.contains(SettingsKey::BatteryRawData));
-    ASSERT_TRUE(f.standard.array(SettingsKey::BatteryRawData));
     EXPECT_EQ(f.standard.array(SettingsKey::BatteryRawData)->size(), 1008u);
     EXPECT_EQ(f.posts, 0);
 
@@ -244,7 +221,7 @@ TEST(PowerPercentageLog, TimingRules) {
     f.now = latest - 1500;
     log->needsUpdate();
     ASSERT_EQ(log->dataset().size(), 1014u);
-    EXPECT_DOUBLE_EQ(timeOf(log->dataset().back()), latest + 1200);
+    EXPECT_DOUBLE_EQ(log->dataset().back()["Time"].get<double>(), latest + 1200);
 
     // A report that failed to load gives no reading; a week away starts a fresh seed.
     f.r.fake->registry.reset();
@@ -260,30 +237,26 @@ TEST(PowerPercentageLog, TimingRules) {
 
 TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
     PercentageFixture f;
-    Json stored = storedWeek(1007, f.now);
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100); // 1007 points: reseeded
-
+    // 1007 real points at 50 % ten minutes apart, the last one ten minutes ago.
+    Json stored = Json::array();
+    for (int k = 1007; k >= 1; --k)
+        stored.push_back(point(false, 50, false, f.now - k * 600.0));
+    EXPECT_EQ(f.makeOver(stored)->dataset().back()["Cap"], 100); // 1007 points: reseeded
     stored.push_back(point(false, 51, false, f.now));
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    EXPECT_EQ(f.make()->dataset().back()["Cap"], 51); // exactly 1008: taken
+    EXPECT_EQ(f.makeOver(stored)->dataset().back()["Cap"], 51); // exactly 1008: taken
 
-    // Points that cannot be real are dropped, the rest is kept.
+    // Points that cannot be real are dropped, the rest is kept; a non-dictionary reseeds.
     Json impossible = stored;
     impossible[3]["Cap"] = -4;
     impossible[4]["Cap"] = 4000;
     impossible[5]["Time"] = -1.0;
-    f.group.setValue(SettingsKey::BatteryRawData, impossible);
-    EXPECT_EQ(f.make()->dataset().size(), 1005u);
-
-    impossible[3] = 17; // a non-dictionary element
-    f.group.setValue(SettingsKey::BatteryRawData, impossible);
-    EXPECT_EQ(f.make()->dataset().back()["Cap"], 100);
+    EXPECT_EQ(f.makeOver(impossible)->dataset().size(), 1005u);
+    impossible[3] = 17;
+    EXPECT_EQ(f.makeOver(impossible)->dataset().back()["Cap"], 100);
 
     // A last point whose time is an integer resets quietly at the next step.
     stored.back()["Time"] = 1699999400;
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    auto log = f.make();
+    auto log = f.makeOver(stored);
     ASSERT_EQ(log->dataset().back()["Cap"], 51);
     log->needsUpdate();
     EXPECT_EQ(log->dataset().back()["Cap"], 100);
@@ -292,8 +265,7 @@ TEST(PowerPercentageLog, StoredDataOfTheWrongShapeIsReseeded) {
     // A last point without an integer "Cap" fills gaps at 100.
     stored.back()["Time"] = f.now - 600.0;
     stored.back()["Cap"] = "50";
-    f.group.setValue(SettingsKey::BatteryRawData, stored);
-    log = f.make();
+    log = f.makeOver(stored);
     f.now += 1200; // 1800 s since the last point
     log->needsUpdate();
     ASSERT_EQ(log->dataset().size(), 1011u);

@@ -134,18 +134,18 @@ TEST(BatteryNotificationImagesTest, PicturesPerLevelAndAppearance) {
         for (const char* variant : {"dark", "light"}) {
             const QString name = QStringLiteral("battery_%1_%2").arg(level).arg(variant);
             const QImage img = BatteryNotificationImages::image(name);
-            ASSERT_EQ(img.size(), QSize(192, 98)) << name.toStdString();
             const QImage c = BatteryNotificationImages::canvas(name);
+            ASSERT_EQ(img.size(), QSize(192, 98)) << name.toStdString();
             ASSERT_EQ(c.size(), QSize(192, 192));
             // The strip sits at rows 47..144; above and below stays transparent.
-            EXPECT_EQ(qAlpha(c.pixel(96, 10)), 0);
-            EXPECT_EQ(qAlpha(c.pixel(96, 180)), 0);
+            EXPECT_EQ(qAlpha(c.pixel(96, 10)) + qAlpha(c.pixel(96, 180)), 0);
             EXPECT_EQ(c.pixel(40, 47 + 49), img.pixel(40, 49));
             seen.insert(
                 QByteArray(reinterpret_cast<const char*>(img.constBits()), img.sizeInBytes()));
         }
     }
     EXPECT_EQ(seen.size(), 12); // every picture differs
+    EXPECT_TRUE(BatteryNotificationImages::image("battery_60_dark").isNull());
 
     // A notification carries the picture of its level in the current appearance.
     Harness h;
@@ -155,12 +155,7 @@ TEST(BatteryNotificationImagesTest, PicturesPerLevelAndAppearance) {
     h.walk({50});
     ASSERT_EQ(h.posted.size(), 1u);
     EXPECT_EQ(h.posted[0].canvas, BatteryNotificationImages::canvas("battery_50_dark"));
-    EXPECT_TRUE(BatteryNotificationImages::image("battery_60_dark").isNull());
-    EXPECT_TRUE(BatteryNotificationImages::image("battery_50_dim").isNull());
-    EXPECT_EQ(qAlpha(BatteryNotificationImages::canvas("bolt").pixel(96, 96)), 0);
 }
-
-// --- delivery to a notification daemon on a private bus -----------------------------------
 
 TEST(BatteryNotificationDelivery, NotifyReachesTheDaemonWithTheImage) {
     PrivateBus bus;
@@ -189,13 +184,14 @@ TEST(BatteryNotificationDelivery, NotifyReachesTheDaemonWithTheImage) {
     ASSERT_TRUE(waitUntil([&] { return pending->isFinished(); }, 10000));
     ASSERT_FALSE(pending->isError()) << pending->error().message().toStdString();
 
-    QDBusMessage get = QDBusMessage::createMethodCall("org.freedesktop.Notifications",
-                                                      "/org/freedesktop/Notifications",
-                                                      "org.freedesktop.DBus.Mock", "GetCalls");
-    const QDBusMessage reply = bus.connection().call(get, QDBus::Block, 10000);
+    // The mock's record of calls: a(sav) of (time, method, arguments).
+    const QDBusMessage reply =
+        bus.connection().call(QDBusMessage::createMethodCall(
+                                  "org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                                  "org.freedesktop.DBus.Mock", "GetCalls"),
+                              QDBus::Block, 10000);
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
     const QDBusArgument calls = reply.arguments().at(0).value<QDBusArgument>();
-
     std::vector<QVariantList> notifies;
     calls.beginArray();
     while (!calls.atEnd()) {

