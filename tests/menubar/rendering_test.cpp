@@ -3,6 +3,7 @@
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/RenderStylesCommand.h"
 #include "menubar/StatusItem.h"
+#include "platform/linux/StatusNotifierItem.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/NotificationCenter.h"
 #include "settings/Settings.h"
@@ -155,6 +156,35 @@ TEST_F(ControllerTest, KeyNotificationSwitchesStyleAtOnceAndWidthFollowsLarge) {
     c->selectBoxType(BoxType::solo);
     EXPECT_EQ(SettingsDomain::standard().integerValue(SettingsKey::NetMenuBoxType), 4);
     EXPECT_EQ(c->statusItem()->length(), 32);
+}
+
+TEST_F(ControllerTest, IconsGoOutOnlyOnChangeAndTheClickKeepsItsPosition) {
+    SettingsDomain::standard().setString(SettingsKey::TrayRendering, "square");
+    auto c = make(1);
+    StatusItem* item = c->statusItem();
+    const auto tick = [&](uint64_t up, uint64_t down) {
+        auto r = std::make_shared<ActivityObject>();
+        r->netMode = ReachableViaWiFi;
+        r->paceActivities = {up, down};
+        c->itemContainer()->networkActivityDidUpdate(r);
+        return item->iconUpdates();
+    };
+    const int square = tick(12, 2345);
+    EXPECT_EQ(item->currentImage().size(), QSize(44, 44));
+    EXPECT_TRUE(item->labelText().contains("12 KB/s") && item->labelText().contains("2.29 MB/s"));
+    EXPECT_EQ(tick(13, 2000), square) << "the square icon did not change";
+
+    SettingsDomain::standard().setString(SettingsKey::TrayRendering, "wide");
+    NotificationCenter::defaultCenter().post(QString::fromLatin1(SettingsKey::TrayRendering));
+    EXPECT_EQ(item->currentImage().size(), QSize(248, 44));
+    EXPECT_EQ(item->iconUpdates(), square + 1);
+    EXPECT_EQ(tick(13, 2000), square + 1) << "same pixels";
+    EXPECT_EQ(tick(900, 70000), square + 2);
+
+    QPoint clicked;
+    c->showPopoverHandler = [&](QPoint at) { clicked = at; };
+    item->statusNotifierItem()->activate(321, 7);
+    EXPECT_EQ(clicked, QPoint(321, 7));
 }
 
 } // namespace
