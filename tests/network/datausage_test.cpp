@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -185,43 +186,36 @@ TEST_F(DataUsageTest, TimelinesAtHalfPastTwoInTheAfternoon) {
 }
 
 // 01:59:59 CET and 03:00:00 CEST are one second apart: 2 AM never occurs.
-TEST_F(DataUsageTest, SpringForwardDayHasTwentyThreeHours) {
-    clock = QDateTime(QDate(2026, 3, 29), QTime(0, 59, 59), QTimeZone::utc());
-    feed(1, 1, 10);
-    clock = clock.addSecs(1);
-    feed(1, 2, 20);
-    EXPECT_EQ(provider->dataset(), (Atoms{{"2026-03-29 01", 10, 1}, {"2026-03-29 03", 20, 2}}));
-
-    at(2026, 3, 29, 12);
-    const Atoms today = provider->todayTimeline();
+// Spring: 01:59:59 CET and 03:00:00 CEST are a second apart, and 23 real hours back from noon
+// CEST is noon CET of the day before. Autumn: 02:30 CEST and 02:30 CET, an hour apart, share
+// the key "2026-10-25 02", and going back hour by hour passes 2 AM twice.
+TEST_F(DataUsageTest, ClockChangeDays) {
+    const auto twoTicks = [&](int month, int day, QTime first, int apart) {
+        provider = make(nullptr);
+        clock = QDateTime(QDate(2026, month, day), first, QTimeZone::utc());
+        feed(1, 1, 10);
+        clock = clock.addSecs(apart);
+        feed(1, 2, 20);
+        at(2026, month, day, 12);
+        return std::tuple(provider->dataset(), provider->todayTimeline(),
+                          provider->last24HoursTimeline());
+    };
+    auto [spring, today, last24] = twoTicks(3, 29, QTime(0, 59, 59), 1);
+    EXPECT_EQ(spring, (Atoms{{"2026-03-29 01", 10, 1}, {"2026-03-29 03", 20, 2}}));
     ASSERT_EQ(today.size(), 23u);
-    EXPECT_EQ(today[1], (Atom{"1H", 10, 1}));
-    EXPECT_EQ(today[2], (Atom{"3H", 20, 2}));
-    EXPECT_EQ(today.back().timeIdentifier, "24H");
-    // 23 real hours back from noon CEST is noon CET of the day before.
-    const Atoms last24 = provider->last24HoursTimeline();
+    EXPECT_EQ(std::tuple(today[1], today[2]), std::tuple(Atom{"1H", 10, 1}, Atom{"3H", 20, 2}));
     ASSERT_EQ(last24.size(), 24u);
     EXPECT_EQ(last24.front().timeIdentifier, "12PM");
-    EXPECT_EQ(last24[13], (Atom{"1AM", 10, 1}));
-    EXPECT_EQ(last24[14], (Atom{"3AM", 20, 2}));
-}
+    EXPECT_EQ(std::tuple(last24[13], last24[14]),
+              std::tuple(Atom{"1AM", 10, 1}, Atom{"3AM", 20, 2}));
 
-// 02:30 CEST and 02:30 CET, an hour apart, share the key "2026-10-25 02".
-TEST_F(DataUsageTest, FallBackDayMergesTheRepeatedHour) {
-    clock = QDateTime(QDate(2026, 10, 25), QTime(0, 30), QTimeZone::utc());
-    feed(1, 1, 10);
-    clock = clock.addSecs(3600);
-    feed(1, 2, 20);
-    ASSERT_EQ(provider->dataset(), (Atoms{{"2026-10-25 02", 30, 3}}));
-    at(2026, 10, 25, 12);
-    const Atoms today = provider->todayTimeline();
-    ASSERT_EQ(today.size(), 24u);
-    EXPECT_EQ(today[2], (Atom{"2H", 30, 3}));
-    // Going back hour by hour passes 2 AM twice; both show the one bucket.
-    const Atoms last24 = provider->last24HoursTimeline();
-    EXPECT_EQ(last24.front().timeIdentifier, "2PM");
-    EXPECT_EQ(last24[12], (Atom{"2AM", 30, 3}));
-    EXPECT_EQ(last24[13], (Atom{"2AM", 30, 3}));
+    auto [autumn, today2, last24b] = twoTicks(10, 25, QTime(0, 30), 3600);
+    EXPECT_EQ(autumn, (Atoms{{"2026-10-25 02", 30, 3}}));
+    ASSERT_EQ(today2.size(), 24u);
+    EXPECT_EQ(today2[2], (Atom{"2H", 30, 3}));
+    EXPECT_EQ(last24b.front().timeIdentifier, "2PM");
+    EXPECT_EQ(std::tuple(last24b[12], last24b[13]),
+              std::tuple(Atom{"2AM", 30, 3}, Atom{"2AM", 30, 3}));
 }
 
 using DataUsageDeathTest = DataUsageTest;
