@@ -1,14 +1,8 @@
 #!/usr/bin/python3
-"""A small StatusNotifierWatcher and host for the status item tests.
-
-Owns org.kde.StatusNotifierWatcher on the bus of DBUS_SESSION_BUS_ADDRESS, accepts item
-registrations and, like a tray host, reads each item's properties and follows its change
-signals. Every event is printed as one JSON line on stdout. With `--as NAME` the host takes
-NAME as its process name, as the item sees it (e.g. gnome-shell, a host that shows labels).
-Commands on stdin, one a line:
-  activate X Y     calls Activate(X, Y) on the last registered item
-  quit             ends the host (the watcher name goes away with it)
-"""
+"""A small StatusNotifierWatcher and tray host on the session bus: reads each registered
+item's properties at registration and on its change signals, printing one JSON line per
+event. `--as NAME` sets its process name as the item sees it (gnome-shell shows labels).
+Commands on stdin: `activate X Y` (on the last item) and `quit`."""
 import json
 import sys
 
@@ -43,22 +37,14 @@ class Watcher(dbus.service.Object):
             path = "/StatusNotifierItem"
         self.items.append((service, path))
         GLib.idle_add(self.read_item, service, path, "registered")
-        for signal in ("NewIcon", "NewToolTip", "XAyatanaNewLabel", "NewTitle", "NewStatus"):
+        for signal in ("NewIcon", "NewToolTip", "XAyatanaNewLabel"):
             self.bus.add_signal_receiver(
                 lambda *args, s=signal, svc=service, p=path: self.read_item(svc, p, s),
                 signal_name=signal, dbus_interface=ITEM_IFACE, bus_name=service, path=path)
         self.StatusNotifierItemRegistered(service)
 
-    @dbus.service.method(WATCHER, in_signature="s", out_signature="")
-    def RegisterStatusNotifierHost(self, service):
-        pass
-
     @dbus.service.signal(WATCHER, signature="s")
     def StatusNotifierItemRegistered(self, service):
-        pass
-
-    @dbus.service.signal(WATCHER, signature="")
-    def StatusNotifierHostRegistered(self):
         pass
 
     def read_item(self, service, path, why):
@@ -68,19 +54,9 @@ class Watcher(dbus.service.Object):
         except dbus.DBusException as e:
             emit("error", why=why, message=str(e))
             return False
-        pixmaps = [[int(w), int(h), len(data)] for (w, h, data) in props.get("IconPixmap", [])]
-        # Count the opaque pixels of the first pixmap (ARGB, network byte order).
-        opaque = 0
-        if props.get("IconPixmap"):
-            data = bytes(bytearray(props["IconPixmap"][0][2]))
-            opaque = sum(1 for i in range(0, len(data), 4) if data[i] > 40)
         tip = props.get("ToolTip")
-        emit(why, service=str(service),
-             pixmaps=pixmaps, opaque=opaque,
-             tooltip_title=str(tip[2]) if tip else "", tooltip_text=str(tip[3]) if tip else "",
-             label=str(props.get("XAyatanaLabel", "")),
-             category=str(props.get("Category", "")), id=str(props.get("Id", "")),
-             title=str(props.get("Title", "")), status=str(props.get("Status", "")),
+        emit(why, pixmaps=[[int(w), int(h)] for (w, h, _) in props.get("IconPixmap", [])],
+             tooltip_text=str(tip[3]) if tip else "", label=str(props.get("XAyatanaLabel", "")),
              menu=str(props.get("Menu", "")))
         return False
 
