@@ -1,10 +1,8 @@
 // The command line: the parser's modes and options, and the real program's answers to bad
-// arguments and to `--set` (the key table's checks and ranges, writers in parallel).
+// arguments and to `--set` (the key table's checks and ranges, hostile files, parallel writers).
 #include "app/CommandLine.h"
 #include "support/TempDir.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 
 #include <nlohmann/json.hpp>
@@ -12,11 +10,13 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-
-#include <sys/stat.h>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace {
+
+using Mode = CommandLine::Mode;
 
 CommandLine parse(const std::vector<const char*>& words) {
     QStringList args;
@@ -25,54 +25,37 @@ CommandLine parse(const std::vector<const char*>& words) {
     return CommandLine::parse(args);
 }
 
-TEST(CommandLineParse, ModesAndTheirOptions) {
-    EXPECT_EQ(parse({}).mode, CommandLine::Mode::App);
-    EXPECT_EQ(parse({"--monitor", "-h"}).mode, CommandLine::Mode::Help);
-
+TEST(CommandLineParse, ModesOptionsAndTheWordsTheyKeep) {
+    EXPECT_EQ(parse({}).mode, Mode::App);
+    EXPECT_EQ(parse({"--monitor", "-h"}).mode, Mode::Help);
     const auto m = parse({"--json", "--monitor", "--ticks", "5"});
-    ASSERT_TRUE(m.ok());
-    EXPECT_EQ(m.mode, CommandLine::Mode::Monitor);
-    EXPECT_TRUE(m.json);
-    EXPECT_EQ(m.ticks, 5);
+    EXPECT_TRUE(m.ok() && m.mode == Mode::Monitor && m.json && m.ticks == 5);
+    EXPECT_EQ(parse({"--ticks", "0"}).mode, Mode::Monitor); // --ticks and --json imply it
+    EXPECT_EQ(parse({"--json"}).mode, Mode::Monitor);
 
-    // --ticks and --json alone imply the monitor.
-    EXPECT_EQ(parse({"--ticks", "0"}).mode, CommandLine::Mode::Monitor);
-    EXPECT_EQ(parse({"--json"}).mode, CommandLine::Mode::Monitor);
-    EXPECT_EQ(parse({"--monitor"}).ticks, 0);
-}
-
-TEST(CommandLineParse, SetCollectsEveryAssignmentInOrder) {
-    const auto c =
+    const auto s =
         parse({"--set", "app.netMenu.boxType=7", "--set=WantsBlurBackground=", "--set", "x=a=b"});
-    ASSERT_TRUE(c.ok()) << qPrintable(c.error);
-    EXPECT_EQ(c.mode, CommandLine::Mode::Set);
-    const QStringList expected = {"app.netMenu.boxType=7", "WantsBlurBackground=", "x=a=b"};
-    EXPECT_EQ(c.assignments, expected);
-}
-
-// --usage and --battery run end to end in the network and power script tests.
-TEST(CommandLineParse, SubcommandsKeepTheirOwnArguments) {
+    EXPECT_EQ(s.mode, Mode::Set) << qPrintable(s.error);
+    EXPECT_EQ(s.assignments,
+              (QStringList{"app.netMenu.boxType=7", "WantsBlurBackground=", "x=a=b"}));
     const auto r = parse({"--render-styles", "out", "--dark", "--sent", "12"});
-    EXPECT_EQ(r.mode, CommandLine::Mode::RenderStyles);
+    EXPECT_EQ(r.mode, Mode::RenderStyles);
     EXPECT_EQ(r.rest, (QStringList{"out", "--dark", "--sent", "12"}));
-    EXPECT_TRUE(parse({"--usage"}).rest.isEmpty());
 }
 
 TEST(CommandLineParse, RefusesWhatMakesNoSense) {
-    for (const auto& words : std::vector<std::vector<const char*>>{
-             {"--ticks"},
-             {"--ticks", "-1"},
-             {"--monitor", "--bogus"},
-             {"--set"},
-             {"--set", "novalue"},
-             {"--set", "=7"},
-             {"--set", "a=1", "--monitor"},
-             {"--battery", "extra"},
-             {"stray"},
-         }) {
+    for (const auto& words : std::vector<std::vector<const char*>>{{"--ticks"},
+                                                                   {"--ticks", "-1"},
+                                                                   {"--monitor", "--bogus"},
+                                                                   {"--set"},
+                                                                   {"--set", "novalue"},
+                                                                   {"--set", "=7"},
+                                                                   {"--set", "a=1", "--monitor"},
+                                                                   {"--battery", "extra"},
+                                                                   {"stray"}}) {
         const auto c = parse(words);
-        EXPECT_FALSE(c.ok()) << words.front();
-        EXPECT_EQ(c.mode, CommandLine::Mode::App);
+        EXPECT_FALSE(c.ok()) << words.back();
+        EXPECT_EQ(c.mode, Mode::App);
     }
 }
 
@@ -80,7 +63,7 @@ TEST(CommandLineParse, RefusesWhatMakesNoSense) {
 // writes the files itself.
 class LumenstatBinary : public ::testing::Test {
 protected:
-    QProcessEnvironment environment() const {
+    std::unique_ptr<QProcess> start(const QStringList& args) const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("XDG_CONFIG_HOME", config.path());
         env.insert("XDG_DATA_HOME", config.file("data"));
@@ -88,18 +71,14 @@ protected:
         env.insert("LSAN_OPTIONS", "suppressions=" LUMENSTAT_SOURCE_DIR "/tests/lsan.supp");
         env.remove("DISPLAY");
         env.remove("WAYLAND_DISPLAY");
-        return env;
-    }
-    std::unique_ptr<QProcess> start(const QStringList& args) const {
         auto p = std::make_unique<QProcess>();
-        p->setProcessEnvironment(environment());
+        p->setProcessEnvironment(env);
         p->start(LUMENSTAT_BINARY, args);
         return p;
     }
     struct Result {
         int code;
-        QString out;
-        QString err;
+        QString out, err;
     };
     Result run(const QStringList& args) const {
         auto p = start(args);
@@ -117,17 +96,12 @@ protected:
 };
 
 TEST_F(LumenstatBinary, BadArgumentsGiveOneLineAndExitStatus2) {
-    struct Case {
-        QStringList args;
-        const char* said;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::pair<QStringList, const char*>> cases = {
         {{"--ticks", "99999999999999999999"}, "--ticks 99999999999999999999 is out of range"},
         {{"--ticks", "soon"}, "--ticks needs a whole number"},
         {{"--monitor", "--bogus"}, "unknown option --bogus"},
         {{"--render-styles", config.path(), "--sent", "18446744073709551615"},
          "--sent 18446744073709551615 is out of range"},
-        {{"--render-styles", config.path(), "--received", "-1"}, "--received needs a whole"},
         {{"--usage", "week"}, "unknown usage range week"},
         {{"--set", "NoSuchKey=1"}, "unknown settings key \"NoSuchKey\""},
         {{"--set", "AccentColorIndex=blue"}, "AccentColorIndex takes a whole number from 0 to 6"},
@@ -137,24 +111,34 @@ TEST_F(LumenstatBinary, BadArgumentsGiveOneLineAndExitStatus2) {
         {{"--set", "WantsAutoLogin=true", "--set", "app.netMenu.boxType=2.5"},
          "app.netMenu.boxType takes a whole number from 0 to 9, not 2.5"},
     };
-    for (const Case& c : cases) {
-        const Result r = run(c.args);
-        const QString what = c.args.join(' ');
-        EXPECT_EQ(r.code, 2) << qPrintable(what);
-        EXPECT_TRUE(r.err.startsWith("lumenstat: ") && r.err.count('\n') == 1)
-            << qPrintable(what) << ": " << qPrintable(r.err);
-        EXPECT_TRUE(r.err.contains(QString::fromUtf8(c.said))) << qPrintable(r.err);
+    for (const auto& [args, said] : cases) {
+        const Result r = run(args);
+        EXPECT_EQ(r.code, 2) << qPrintable(args.join(' '));
+        EXPECT_TRUE(r.err.startsWith("lumenstat: ") && r.err.count('\n') == 1 &&
+                    r.err.contains(QString::fromUtf8(said)))
+            << qPrintable(r.err);
     }
     EXPECT_TRUE(stored("settings.json").is_null()) << "a refused --set writes nothing";
 }
 
-TEST_F(LumenstatBinary, SetBringsValuesIntoTheirKeysRange) {
+// A FIFO in place of settings.json and a document nested 100,000 levels deep as group.json
+// neither block nor crash the program: both are moved aside, said once each, and the values,
+// brought into their key's range, land in fresh files.
+TEST_F(LumenstatBinary, SetClampsIntoTheKeysRangeAndMovesHostileFilesAside) {
+    QDir().mkpath(config.file("lumenstat"));
+    ASSERT_EQ(::mkfifo(qPrintable(config.file("lumenstat/settings.json")), 0600), 0);
+    config.write("lumenstat/group.json",
+                 "{\"a\":" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}");
     const Result r = run(
         {"--set", "app.netMenu.boxType=12", "--set", "app.settings.floatWindowBackgroundAlpha=0.1",
          "--set", "MenuBoxPreferredWidth=5", "--set", "app.settings.floatWindowMode=-4", "--set",
          "LastReloadWidgetsTime=7", "--set", "StorageReference=1", "--set", "AccentColorIndex=99",
          "--set", "DataUsageTimeRange=1", "--set", "app.count.appReviewRequest=42"});
     ASSERT_EQ(r.code, 0) << qPrintable(r.err);
+    EXPECT_TRUE(r.out.contains("no running instance")) << qPrintable(r.out);
+    EXPECT_EQ(r.err.count("settings.json is damaged (not a regular file): moved it aside"), 1)
+        << qPrintable(r.err);
+    EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
     const auto settings = stored("settings.json");
     const auto group = stored("group.json");
     EXPECT_EQ(settings["app.netMenu.boxType"], 9);
@@ -169,14 +153,14 @@ TEST_F(LumenstatBinary, SetBringsValuesIntoTheirKeysRange) {
 }
 
 TEST_F(LumenstatBinary, ParallelSetProcessesKeepEveryKey) {
-    const std::vector<const char*> keys = {"WantsAutoLogin",
-                                           "WantsPopupAnimation",
-                                           "WantsBlurBackground",
-                                           "ShowsHomepageStorageUsage",
-                                           "ShowsHomepageBatteryUsage",
-                                           "WantsBatteryStatusInMenuBar",
-                                           "WantsCPUUsageInMenuBar",
-                                           "app.settings.wantsFloatWindow"};
+    const char* keys[] = {"WantsAutoLogin",
+                          "WantsPopupAnimation",
+                          "WantsBlurBackground",
+                          "ShowsHomepageStorageUsage",
+                          "ShowsHomepageBatteryUsage",
+                          "WantsBatteryStatusInMenuBar",
+                          "WantsCPUUsageInMenuBar",
+                          "app.settings.wantsFloatWindow"};
     std::vector<std::unique_ptr<QProcess>> running;
     for (const char* key : keys)
         running.push_back(start({"--set", QString::fromLatin1(key) + "=true"}));
@@ -187,24 +171,6 @@ TEST_F(LumenstatBinary, ParallelSetProcessesKeepEveryKey) {
     const auto settings = stored("settings.json");
     for (const char* key : keys)
         EXPECT_EQ(settings.value(key, false), true) << key;
-}
-
-// A FIFO in place of settings.json and a document nested 100,000 levels deep as group.json:
-// neither blocks nor crashes the program; both are moved aside, said once each, and the
-// values land in fresh files.
-TEST_F(LumenstatBinary, HostileStoredFilesAreMovedAsideAndTheProgramCarriesOn) {
-    const QString folder = config.file("lumenstat");
-    QDir().mkpath(folder);
-    ASSERT_EQ(::mkfifo(qPrintable(folder + "/settings.json"), 0600), 0);
-    config.write("lumenstat/group.json",
-                 "{\"a\":" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}");
-    const Result r = run({"--set", "WantsAutoLogin=true", "--set", "AccentColorIndex=2"});
-    ASSERT_EQ(r.code, 0) << qPrintable(r.err);
-    EXPECT_EQ(r.err.count("settings.json is damaged (not a regular file): moved it aside"), 1)
-        << qPrintable(r.err);
-    EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
-    EXPECT_EQ(stored("settings.json")["WantsAutoLogin"], true);
-    EXPECT_EQ(stored("group.json")["AccentColorIndex"], 2);
 }
 
 } // namespace
