@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -83,6 +84,36 @@ TEST(SettingValueApply, WritesToTheKeysDomainAndPostsItsNotifications) {
     SettingValue::apply("app.settings.floatWindowMode", std::nullopt);
     EXPECT_FALSE(SettingsDomain::standard().contains("app.settings.floatWindowMode"));
     EXPECT_EQ(posted.size(), 1u) << "a removal still notifies";
+}
+
+// The key table's refusals (said as `--set` and SetValue say them) and its ranges.
+TEST(SettingValueApply, TheKeyTableRefusesWrongValuesAndBringsOthersIntoRange) {
+    const std::tuple<const char*, const char*, const char*, Json> cases[] = {
+        {"NoSuchKey", "1", "unknown settings key \"NoSuchKey\"", nullptr},
+        {"AccentColorIndex", "blue", "takes a whole number from 0 to 6, not \"blue\"", nullptr},
+        {"WantsBlurBackground", "1", "WantsBlurBackground takes true or false, not 1", nullptr},
+        {"app.menuBar.trayRendering", "\"round\"", "takes one of auto, wide, square", nullptr},
+        {"kNetActivitiesWiFiDataKey", "[1,-2]", "a list of two whole numbers", nullptr},
+        {"app.netMenu.boxType", "2.5", "takes a whole number from 0 to 9, not 2.5", nullptr},
+        {"app.netMenu.boxType", "12", "", 9},
+        {"app.settings.floatWindowBackgroundAlpha", "0.1", "", 0.4},
+        {"MenuBoxPreferredWidth", "5", "", 0},
+        {"app.settings.floatWindowMode", "-4", "", 0},
+        {"LastReloadWidgetsTime", "7", "", 7.0},
+        {"StorageReference", "1", "", 2},
+        {"AccentColorIndex", "99", "", 6},
+        {"app.count.appReviewRequest", "9223372036854775807", "", INT64_MAX},
+    };
+    for (const auto& [key, text, refusal, expected] : cases) {
+        SettingsDomain& domain = SettingValue::domainForKey(key);
+        domain.remove(key);
+        const QString said = SettingValue::apply(key, SettingValue::parse(text));
+        EXPECT_TRUE(said.contains(QString::fromUtf8(refusal)) && said.isEmpty() == !*refusal)
+            << key << "=" << text << ": " << qPrintable(said);
+        const auto stored = domain.value(key);
+        EXPECT_EQ(stored ? *stored : Json(), expected) << key << "=" << text;
+        EXPECT_EQ(stored && stored->is_number_float(), expected.is_number_float()) << key;
+    }
 }
 
 } // namespace

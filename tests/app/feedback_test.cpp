@@ -20,18 +20,13 @@ Feedback::Facts facts(QString appVersion, bool tool) {
 
 TEST(FeedbackTest, BodyListsTheFactsUnderLocalisedLabelsSeparatedByBlankLines) {
     const auto L = [](const char* key) { return Language::getLocalizedString(key); };
-    for (const auto& [version, tool, shown] :
-         {std::tuple<QString, bool, QString>{"0.1.0", true, "0.1.0: true"},
-          {QString(), false, "?: false"}}) {
-        const QStringList parts = Feedback::body(facts(version, tool)).split("\n\n");
-        EXPECT_EQ(
-            parts,
-            (QStringList{"", L("Info:"),
-                         L("OS Version") + ": OperatingSystemVersion(majorVersion: 6, "
-                                           "minorVersion: 1, patchVersion: 76)",
-                         L("App Version") + ": " + shown.section(':', 0, 0),
-                         L("Can Run App Data Track Script") + ":" + shown.section(':', 1), ""}));
-    }
+    EXPECT_EQ(
+        Feedback::body(facts(QString(), false)),
+        "\n\n" + L("Info:") + "\n\n" + L("OS Version") +
+            ": OperatingSystemVersion(majorVersion: 6, minorVersion: 1, patchVersion: 76)\n\n" +
+            L("App Version") + ": ?\n\n" + L("Can Run App Data Track Script") + ": false\n\n");
+    EXPECT_TRUE(Feedback::body(facts("0.1.0", true))
+                    .endsWith(": 0.1.0\n\n" + L("Can Run App Data Track Script") + ": true\n\n"));
 }
 
 TEST(FeedbackTest, MailUrlCarriesSubjectAndBodyThroughReservedCharacters) {
@@ -47,12 +42,6 @@ TEST(FeedbackTest, MailUrlCarriesSubjectAndBodyThroughReservedCharacters) {
     const QUrlQuery query(url);
     EXPECT_EQ(query.queryItemValue("subject", QUrl::FullyDecoded), Feedback::subject());
     EXPECT_EQ(query.queryItemValue("body", QUrl::FullyDecoded), Feedback::body(f));
-
-    for (bool answer : {false, true}) { // false: no mail client
-        QList<QUrl> opened;
-        EXPECT_EQ(Feedback::send([&](const QUrl& u) { return opened << u, answer; }), answer);
-        EXPECT_EQ(opened, QList<QUrl>{Feedback::mailUrl(Feedback::currentFacts())});
-    }
 }
 
 TEST(FeedbackTest, TheTrackToolCountsOnlyWhenAFileOfItsNameExists) {

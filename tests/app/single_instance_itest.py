@@ -80,7 +80,6 @@ checks.expect(name_owner(conn, NAME) == owner, "followers never take the name")
 # --set reaches the running instance, typed and checked against the key table.
 values = (("app.netMenu.boxType", 7), ("WantsBatteryNotification", ["20", "10"]),
           ("com.quillfern.lumenstat.appDataUsage.widgetData", {"k": {"n": -1}}),
-          ("app.menuBar.trayRendering", "wide"),
           ("app.settings.floatWindowBackgroundAlpha", 1.0))
 # The alpha goes as "1" and comes back as 1.0: the key's type decides.
 args = sum((["--set", "%s=%s" % (k, int(v) if type(v) is float else json.dumps(v))]
@@ -98,8 +97,8 @@ for key, expected in values:
     got = value(key)
     checks.expect(got == expected and type(got) is type(expected),
                   "%s arrives as %r: %r" % (key, expected, got))
-removed = run(["--set", "app.menuBar.trayRendering="], env)
-checks.expect(removed.returncode == 0 and value("app.menuBar.trayRendering") is None,
+removed = run(["--set", "app.netMenu.boxType="], env)
+checks.expect(removed.returncode == 0 and value("app.netMenu.boxType") is None,
               "an empty value removes the key")
 try:
     service.SetValue("NoSuchKey", dbus.Int64(1, variant_level=1), dbus_interface=IFACE)
