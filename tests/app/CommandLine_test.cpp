@@ -1,5 +1,5 @@
 // The command line: the parser's modes and options, and the real program's answers to bad
-// arguments and to `--set` (hostile files, parallel writers).
+// arguments and to `--set` with hostile stored files.
 #include "app/CommandLine.h"
 #include "support/TempDir.h"
 
@@ -115,23 +115,6 @@ TEST_F(LumenstatBinary, SetMovesHostileFilesAsideAndWritesFreshOnes) {
     EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
     EXPECT_EQ(stored("settings.json")["app.netMenu.boxType"], 9);
     EXPECT_EQ(stored("group.json")["AccentColorIndex"], 2);
-}
-
-TEST_F(LumenstatBinary, ParallelSetProcessesKeepEveryKey) {
-    const QStringList keys = QString("WantsAutoLogin WantsPopupAnimation WantsBlurBackground "
-                                     "ShowsHomepageStorageUsage ShowsHomepageBatteryUsage "
-                                     "WantsCPUUsageInMenuBar app.settings.wantsFloatWindow")
-                                 .split(' ');
-    std::vector<std::unique_ptr<QProcess>> running;
-    for (const QString& key : keys)
-        running.push_back(start({"--set", key + "=true"}));
-    for (auto& p : running) {
-        ASSERT_TRUE(p->waitForFinished(60'000));
-        EXPECT_EQ(p->exitCode(), 0) << p->readAllStandardError().constData();
-    }
-    const auto settings = stored("settings.json");
-    for (const QString& key : keys)
-        EXPECT_EQ(settings.value(key.toStdString(), false), true) << qPrintable(key);
 }
 
 } // namespace

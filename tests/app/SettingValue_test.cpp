@@ -31,8 +31,7 @@ TEST(SettingValueParse, ReadsEachTextAsTheNarrowestFittingType) {
         {"[1,", Json("[1,")}, // not JSON: kept as text
         {"inf", Json("inf")}, // no non-finite numbers
         {"0x10", Json("0x10")},
-        {"7 ", Json("7 ")},
-    };
+        {"7 ", Json("7 ")}};
     for (const auto& [text, expected] : cases) {
         const auto v = SettingValue::parse(QString::fromUtf8(text));
         ASSERT_TRUE(v.has_value()) << text;
@@ -102,8 +101,7 @@ TEST(SettingValueApply, TheKeyTableRefusesWrongValuesAndBringsOthersIntoRange) {
         {"LastReloadWidgetsTime", "7", "", 7.0},
         {"StorageReference", "1", "", 2},
         {"AccentColorIndex", "99", "", 6},
-        {"app.count.appReviewRequest", "9223372036854775807", "", INT64_MAX},
-    };
+        {"app.count.appReviewRequest", "9223372036854775807", "", INT64_MAX}};
     for (const auto& [key, text, refusal, expected] : cases) {
         SettingsDomain& domain = SettingValue::domainForKey(key);
         domain.remove(key);

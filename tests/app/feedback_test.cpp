@@ -63,8 +63,7 @@ TEST(FeedbackTest, OperatingSystemVersionIsReadFromTheLeadingNumbers) {
         {"6.12.48+deb13-cloud-amd64", QVersionNumber(6, 12, 48)},
         {"7", QVersionNumber(7, 0, 0)},
         {"unknown", QVersionNumber(0, 0, 0)},
-        {"99999999999999999999.1.2", QVersionNumber(0, 1, 2)},
-    };
+        {"99999999999999999999.1.2", QVersionNumber(0, 1, 2)}};
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(Feedback::versionOf(QString::fromUtf8(text)), expected) << text;
 }

@@ -70,7 +70,7 @@ protected:
 };
 
 // Stored as given, but an index outside the table draws blue.
-TEST_F(PaletteTest, AccentIndexOutsideTheTableDrawsBlue) {
+TEST_F(PaletteTest, AccentOutsideTheTableDrawsBlueAndColoursFollowTheAppearance) {
     for (int index : {7, -1, 1000}) {
         DynamicAppearance::setTintIndex(index);
         EXPECT_EQ(SettingsDomain::group().integerValue(SettingsKey::AccentColorIndex), index);
@@ -83,18 +83,11 @@ TEST_F(PaletteTest, AccentIndexOutsideTheTableDrawsBlue) {
     DynamicAppearance missing(FixedAppearanceSource::make(true));
     EXPECT_EQ(missing.tintIndex, 0);
     EXPECT_EQ(missing.tintColor(), blue);
-}
-
-TEST_F(PaletteTest, PairedColoursFollowTheAppearance) {
+    // Paired colours follow the appearance.
     DynamicAppearance light(FixedAppearanceSource::make(false));
-    DynamicAppearance dark(FixedAppearanceSource::make(true));
-    EXPECT_TRUE(!light.isDarkMode() && dark.isDarkMode());
     EXPECT_EQ(light.textColor().rgba(), qRgb(0, 0, 0));
-    EXPECT_EQ(dark.textColor().rgba(), qRgb(255, 255, 255));
-    EXPECT_EQ(light.batteryStockLineColor(),
-              QColor::fromRgbF(142 / 255.f, 142 / 255.f, 147 / 255.f, 0.2f));
-    EXPECT_EQ(light.stockRedColor(), dark.stockRedColor());
-    EXPECT_NE(light.contentBackgroundColor(), dark.contentBackgroundColor());
+    EXPECT_EQ(missing.textColor().rgba(), qRgb(255, 255, 255));
+    EXPECT_EQ(light.batteryStockLineColor().rgba(), qRgba(142, 142, 147, 51)); // keeps alpha
 }
 
 // A new hook is called at once; on a change the notification comes first, then the hooks in
@@ -121,7 +114,7 @@ TEST_F(PaletteTest, HooksFollowTheNotificationInOrder) {
     EXPECT_EQ(palette.tintColor().rgba(), qRgb(255, 82, 88));
 }
 
-TEST(ColourHelpers, TintKeepsTransparencyAndRandomStaysBelow255) {
+TEST(ColourHelpers, TintKeepsTransparency) {
     QImage img(3, 1, QImage::Format_ARGB32_Premultiplied);
     img.fill(Qt::transparent);
     img.setPixelColor(1, 0, QColor(10, 20, 30, 255));
@@ -131,10 +124,6 @@ TEST(ColourHelpers, TintKeepsTransparencyAndRandomStaysBelow255) {
     EXPECT_EQ(tinted.pixelColor(1, 0), QColor(255, 0, 0));
     EXPECT_NEAR(tinted.pixelColor(2, 0).alpha(), 128, 1);
     EXPECT_GT(tinted.pixelColor(2, 0).red(), 250);
-    for (int i = 0; i < 200; ++i) {
-        const QColor c = farbeRandom();
-        EXPECT_TRUE(c.red() < 255 && c.green() < 255 && c.blue() < 255 && c.alpha() == 255);
-    }
 }
 
 } // namespace
