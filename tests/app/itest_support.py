@@ -1,5 +1,6 @@
-"""Helpers for the app's integration scripts: private D-Bus daemons, the lumenstat binary
-with its own configuration folders, and a reader of its output lines."""
+"""Helpers for the integration scripts: private D-Bus daemons, the lumenstat binary with
+its own configuration folders, a reader of its output lines and a collector of checks."""
+import atexit
 import os
 import shutil
 import signal
@@ -9,12 +10,9 @@ import tempfile
 import threading
 import time
 
-SKIP = 77
-
-
 def skip(message):
     print("SKIP: " + message)
-    sys.exit(SKIP)
+    sys.exit(77)
 
 
 def binary():
@@ -25,16 +23,16 @@ def binary():
 
 
 class Bus:
-    """A private dbus-daemon with the session configuration, killed on close()."""
+    """A private dbus-daemon with the session configuration, killed on close() or at exit."""
 
     def __init__(self):
         if not shutil.which("dbus-daemon"):
             skip("dbus-daemon is not installed")
-        out = subprocess.run(
-            ["dbus-daemon", "--session", "--print-address=1", "--print-pid=1", "--fork"],
-            check=True, capture_output=True, text=True).stdout.split("\n")
-        self.address = out[0].strip()
-        self.pid = int(out[1].strip())
+        out = subprocess.run(["dbus-daemon", "--session", "--print-address=1", "--print-pid=1",
+                              "--fork"], check=True, capture_output=True, text=True).stdout
+        self.address, pid = out.split("\n")[:2]
+        self.pid = int(pid)
+        atexit.register(self.close)
 
     def connection(self):
         import dbus
@@ -66,58 +64,61 @@ def name_owner(conn, name):
 
 
 class Lumenstat:
-    """One lumenstat process whose stdout lines are collected as they come."""
+    """One lumenstat process whose stdout lines are collected as they come; killed at exit."""
 
     def __init__(self, args, env):
         self.proc = subprocess.Popen([binary()] + args, env=env, stdout=subprocess.PIPE,
                                      stderr=subprocess.PIPE, text=True)
-        self.lines = []
-        self.started = time.monotonic()
-        self._lock = threading.Lock()
+        self.lines = []  # appended by the reader thread only
         self._reader = threading.Thread(target=self._read, daemon=True)
         self._reader.start()
+        atexit.register(self.stop, signal.SIGKILL)
 
     def _read(self):
         for line in self.proc.stdout:
-            with self._lock:
-                self.lines.append((time.monotonic(), line.rstrip("\n")))
+            self.lines.append(line.rstrip("\n"))
 
     def count(self):
-        with self._lock:
-            return len(self.lines)
+        return len(self.lines)
 
     def texts(self):
-        with self._lock:
-            return [t for _, t in self.lines]
+        return list(self.lines)
 
     def wait_lines(self, n, timeout):
         return wait_for(lambda: self.count() >= n, timeout)
 
+    def wait(self, timeout):
+        """The exit status once the process ended and its output is read, else None."""
+        try:
+            self.proc.wait(timeout)
+        except subprocess.TimeoutExpired:
+            return None
+        self._reader.join(5)
+        return self.proc.returncode
+
     def stop(self, sig=signal.SIGTERM, timeout=15):
         if self.proc.poll() is None:
             self.proc.send_signal(sig)
-        try:
-            return self.proc.wait(timeout)
-        except subprocess.TimeoutExpired:
+        rc = self.wait(timeout)
+        if rc is None:
             self.proc.kill()
-            return self.proc.wait()
+            rc = self.wait(15)
+        return rc
 
     def stderr(self):
         return self.proc.stderr.read() if self.proc.poll() is not None else ""
 
 
 def environment(session=None, system=None):
-    """An environment with private configuration folders and the given buses."""
+    """Private configuration folders (removed at exit) and the given buses, never the
+    machine's own."""
     home = tempfile.mkdtemp(prefix="lumenstat-itest-")
-    env = dict(os.environ)
-    env["XDG_CONFIG_HOME"] = os.path.join(home, "config")
-    env["XDG_DATA_HOME"] = os.path.join(home, "data")
-    env["QT_QPA_PLATFORM"] = "offscreen"
-    env.pop("DISPLAY", None)
-    env.pop("WAYLAND_DISPLAY", None)
-    # Never reach the buses of the machine running the tests.
-    env["DBUS_SESSION_BUS_ADDRESS"] = session or "unix:path=" + os.path.join(home, "no-session")
-    env["DBUS_SYSTEM_BUS_ADDRESS"] = system or "unix:path=" + os.path.join(home, "no-system")
+    atexit.register(shutil.rmtree, home, True)
+    env = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
+    env.update(XDG_CONFIG_HOME=os.path.join(home, "config"), QT_QPA_PLATFORM="offscreen",
+               XDG_DATA_HOME=os.path.join(home, "data"),
+               DBUS_SESSION_BUS_ADDRESS=session or "unix:path=" + home + "/no-session",
+               DBUS_SYSTEM_BUS_ADDRESS=system or "unix:path=" + home + "/no-system")
     return home, env
 
 
@@ -134,8 +135,5 @@ class Checks:
         return condition
 
     def finish(self):
-        if self.failures:
-            print("%d check(s) failed" % len(self.failures))
-            sys.exit(1)
-        print("all checks passed")
-        sys.exit(0)
+        print("%d check(s) failed" % len(self.failures) if self.failures else "all checks passed")
+        sys.exit(1 if self.failures else 0)
