@@ -26,42 +26,8 @@ cleanup() {
 }
 trap cleanup EXIT
 
-export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
-export XDG_CACHE_HOME="$work/cache"
-mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME"
-chmod 700 "$XDG_RUNTIME_DIR"
-
-exec {dfd}<> <(:)
-Xvfb -displayfd "$dfd" -screen 0 640x200x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-pids+=($!)
-display=""
-for _ in $(seq 50); do
-  read -r -t 0.2 -u "$dfd" display && break
-done
-if [ -z "$display" ]; then
-  echo "FAIL: Xvfb did not start"; cat "$work/xvfb.log"; exit 1
-fi
-export DISPLAY=":$display"
-
-eval "$(dbus-daemon --session --fork --print-address=1 --print-pid=1 |
-  { read -r addr; read -r pid; echo "export DBUS_SESSION_BUS_ADDRESS='$addr'; bus_pid=$pid"; })"
-pids+=("$bus_pid")
-
-# One panel along the top with only the notification area in it.
-q() { xfconf-query -c xfce4-panel "$@"; }
-q -p /panels -n -a -t int -s 1
-q -p /panels/panel-1/position -n -t string -s "p=6;x=0;y=0"
-q -p /panels/panel-1/position-locked -n -t bool -s true
-q -p /panels/panel-1/size -n -t uint -s 28
-q -p /panels/panel-1/length -n -t uint -s 100
-q -p /panels/panel-1/plugin-ids -n -a -t int -s 1
-q -p /plugins/plugin-1 -n -t string -s systray
-xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
-pids+=($!)
-sleep 3
-if ! kill -0 "${pids[-1]}" 2>/dev/null; then
-  echo "FAIL: xfce4-panel exited"; cat "$work/panel.log"; exit 1
-fi
+. "$here/xfce_panel_session.sh"
+start_xfce_panel 640 || { echo "FAIL: the panel host did not start"; exit 1; }
 xwd -root -silent >"$work/before.xwd"
 
 QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &

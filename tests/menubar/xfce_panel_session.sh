@@ -1,0 +1,42 @@
+# Sourced by the xfce4-panel test and the idle benchmark: starts Xvfb, a session bus and one
+# xfce4-panel along the top with only the notification area in it, for the folders under
+# $work. Appends every process to the caller's pids array and sets xvfb_pid, bus_pid and
+# panel_pid. Returns 1 (with the log on standard output) when a piece does not start.
+start_xfce_panel() {
+  local width=${1:-640}
+  export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
+  export XDG_CACHE_HOME="$work/cache"
+  mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME"
+  chmod 700 "$XDG_RUNTIME_DIR"
+
+  local dfd display=""
+  exec {dfd}<> <(:)
+  Xvfb -displayfd "$dfd" -screen 0 "${width}x200x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
+  xvfb_pid=$!; pids+=("$xvfb_pid")
+  for _ in $(seq 50); do
+    read -r -t 0.2 -u "$dfd" display && break
+  done
+  if [ -z "$display" ]; then
+    echo "Xvfb did not start"; cat "$work/xvfb.log"; return 1
+  fi
+  export DISPLAY=":$display"
+
+  eval "$(dbus-daemon --session --fork --print-address=1 --print-pid=1 |
+    { read -r addr; read -r pid; echo "export DBUS_SESSION_BUS_ADDRESS='$addr'; bus_pid=$pid"; })"
+  pids+=("$bus_pid")
+
+  local q=(xfconf-query -c xfce4-panel)
+  "${q[@]}" -p /panels -n -a -t int -s 1
+  "${q[@]}" -p /panels/panel-1/position -n -t string -s "p=6;x=0;y=0"
+  "${q[@]}" -p /panels/panel-1/position-locked -n -t bool -s true
+  "${q[@]}" -p /panels/panel-1/size -n -t uint -s 28
+  "${q[@]}" -p /panels/panel-1/length -n -t uint -s 100
+  "${q[@]}" -p /panels/panel-1/plugin-ids -n -a -t int -s 1
+  "${q[@]}" -p /plugins/plugin-1 -n -t string -s systray
+  xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
+  panel_pid=$!; pids+=("$panel_pid")
+  sleep 3
+  if ! kill -0 "$panel_pid" 2>/dev/null; then
+    echo "xfce4-panel exited"; cat "$work/panel.log"; return 1
+  fi
+}
