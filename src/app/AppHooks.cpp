@@ -56,3 +56,7 @@ std::function<void()> makeShowPanelHook(AppRole) {
     // The panel under the status item is not part of this build yet.
     return {};
 }
+
+std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole) {
+    return {};
+}

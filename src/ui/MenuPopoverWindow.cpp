@@ -1,16 +1,19 @@
 #include "MenuPopoverWindow.h"
 
+#include "ContentViewController.h"
 #include "power/YYSystemBatteryReport.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
-#include <QKeyEvent>
+#include <QPainterPath>
+#include <QRegion>
 
-MenuPopoverWindow::MenuPopoverWindow(QWidget* parent)
-    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                          Qt::NoDropShadowWindowHint) {
-    setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating, false);
+MenuPopoverWindow::MenuPopoverWindow(bool translucent, QWidget* parent)
+    : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint),
+      translucent_(translucent) {
+    // Decided before the native window exists: an ARGB window needs a compositor.
+    if (translucent_)
+        setAttribute(Qt::WA_TranslucentBackground);
     setWindowTitle(QStringLiteral("Lumenstat"));
     setPanelContentSize(QSize(kContentWidth, 410));
 }
@@ -35,16 +38,17 @@ QSize MenuPopoverWindow::homePanelContentSize() {
                                 YYSystemBatteryReport::hasBattery());
 }
 
-bool MenuPopoverWindow::event(QEvent* event) {
-    if (event->type() == QEvent::WindowDeactivate)
-        emit resignedKey();
-    return QWidget::event(event);
+void MenuPopoverWindow::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    emit hidden();
 }
 
-void MenuPopoverWindow::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape) {
-        emit escapePressed();
+void MenuPopoverWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (translucent_)
         return;
-    }
-    QWidget::keyPressEvent(event);
+    // Without a compositor nothing shows through: cut the window to the rounded background.
+    QPainterPath rounded;
+    rounded.addRoundedRect(QRectF(ContentViewController::contentFrame(size())), 16, 16);
+    setMask(QRegion(rounded.toFillPolygon().toPolygon()));
 }

@@ -3,9 +3,9 @@
 #include <QSize>
 #include <QWidget>
 
-// The panel window that hangs under a status item: frameless, on top, closing when it loses
-// focus (the controller decides). Its size follows the hosted page's content size plus the
-// margins around the rounded background.
+// The panel window that hangs under a status item: a frameless popup that closes when the
+// user clicks anywhere outside it or presses Escape. Its size follows the hosted page's
+// content size plus the margins around the rounded background.
 class MenuPopoverWindow : public QWidget {
     Q_OBJECT
 public:
@@ -14,8 +14,11 @@ public:
     static constexpr int kVerticalMargin = 20;
     static constexpr int kContentWidth = 272;
 
-    explicit MenuPopoverWindow(QWidget* parent = nullptr);
+    // translucent: the desktop shows through the background's alpha (a compositor runs);
+    // otherwise the window is cut to the rounded background.
+    explicit MenuPopoverWindow(bool translucent, QWidget* parent = nullptr);
 
+    bool isTranslucent() const { return translucent_; }
     // Fixes the window's size to contentSize plus the margins.
     void setPanelContentSize(QSize contentSize);
     QSize panelContentSize() const { return contentSize_; }
@@ -30,14 +33,14 @@ public:
     static QSize homePanelContentSize();
 
 signals:
-    // The window lost the focus (another window or the desktop was clicked).
-    void resignedKey();
-    void escapePressed();
+    // The window was hidden, however that happened (outside click, Escape, close()).
+    void hidden();
 
 protected:
-    bool event(QEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    bool translucent_;
     QSize contentSize_;
 };
