@@ -24,11 +24,14 @@ inline void drawHeading(QPainter& p, const QRectF& rect, const QString& text) {
     p.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
 }
 
-// font, horizontally condensed so that text fits into width (never below 60 %).
+// font, made smaller (down to 60 % of its size) until text fits into width.
 inline QFont fitted(QFont font, const QString& text, qreal width) {
-    const qreal needed = QFontMetricsF(font).horizontalAdvance(text);
-    if (needed > width && needed > 0)
-        font.setStretch(std::max(60, static_cast<int>(100.0 * width / needed)));
+    const int size = font.pixelSize();
+    for (int px = size; px > 0 && px * 10 >= size * 6; --px) {
+        font.setPixelSize(px);
+        if (QFontMetricsF(font).horizontalAdvance(text) <= width)
+            break;
+    }
     return font;
 }
 

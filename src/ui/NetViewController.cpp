@@ -60,6 +60,16 @@ NetViewController::~NetViewController() {
     monitor_->removeActivityObserver(netBox_);
 }
 
+StorageBox* NetViewController::storageBox() const {
+    return storageBox_;
+}
+BatteryBox* NetViewController::batteryBox() const {
+    return batteryBox_;
+}
+WelcomeView* NetViewController::welcomeView() const {
+    return welcomeView_;
+}
+
 void NetViewController::reloadWidgets() {
     delete storageBox_;
     delete batteryBox_;

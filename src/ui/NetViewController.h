@@ -72,10 +72,10 @@ public:
     NetBox* netBox() const { return netBox_; }
     DataUsageBox* dataUsageBox() const { return dataUsageBox_; }
     QWidget* widgetContainer() const { return widgetContainer_; }
-    StorageBox* storageBox() const { return storageBox_; }
-    BatteryBox* batteryBox() const { return batteryBox_; }
+    StorageBox* storageBox() const;
+    BatteryBox* batteryBox() const;
     HomeFootView* footView() const { return footView_; }
-    WelcomeView* welcomeView() const { return welcomeView_; }
+    WelcomeView* welcomeView() const;
     bool hasBattery() const { return hasBattery_; }
 
     // Whether the n-th first appearance asks for a review: the 10th, 25th and 60th only.
