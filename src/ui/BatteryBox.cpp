@@ -22,7 +22,6 @@ BatteryBox::BatteryBox(BatteryChartView::DatasetSource source, QWidget* parent)
     scroller_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroller_->setWidgetResizable(false);
     scroller_->viewport()->setAutoFillBackground(false);
-    scroller_->setStyleSheet(QStringLiteral("QScrollArea { background: transparent; }"));
     scroller_->setWidget(visualView_);
     visualView_->setAutoFillBackground(false);
     visualView_->hoverHandler = [this](const QString& text, const QColor& colour) {

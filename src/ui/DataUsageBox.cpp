@@ -52,8 +52,6 @@ DataUsageBox::DataUsageBox(DataUsageProvider* provider, QWidget* parent)
     button_->setCursor(Qt::PointingHandCursor);
     button_->setIconSize(QSize(20, 20));
     button_->setFocusPolicy(Qt::TabFocus);
-    button_->setStyleSheet(
-        QStringLiteral("QToolButton { border: none; background: transparent; }"));
     button_->setIcon(appsIcon(DynamicColor::dynamicTintColor()));
     connect(button_, &QToolButton::clicked, this, [this] {
         if (buttonHandler)

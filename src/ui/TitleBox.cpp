@@ -35,8 +35,6 @@ TitleBox::TitleBox(QWidget* parent) : QWidget(parent), button_(new QToolButton(t
     button_->setCursor(Qt::PointingHandCursor);
     button_->setIconSize(QSize(20, 20));
     button_->setFocusPolicy(Qt::TabFocus);
-    button_->setStyleSheet(
-        QStringLiteral("QToolButton { border: none; background: transparent; }"));
     button_->setHidden(true);
     updateButtonIcon();
     connect(button_, &QToolButton::clicked, this, [this] {
