@@ -18,6 +18,7 @@
 #include "settings/SettingsDomain.h"
 
 #include <QPainter>
+#include <QPropertyAnimation>
 #include <QVBoxLayout>
 
 NetViewController::NetViewController(NetViewSources sources, QWidget* parent)
@@ -131,6 +132,14 @@ void NetViewController::showEvent(QShowEvent*) {
         observing_ = true;
     }
     footView_->sizeBatteryImage();
+    // A panel window left see-through (it closed mid-fade) fades back in.
+    QWidget* window = this->window();
+    if (window != this && window->windowOpacity() < 1.0) {
+        auto* fade = new QPropertyAnimation(window, "windowOpacity", window);
+        fade->setDuration(200);
+        fade->setEndValue(1.0);
+        fade->start(QAbstractAnimation::DeleteWhenStopped);
+    }
     if (!monitor_->isRunning()) {
         monitor_->startMonitoring();
         if (Settings::shared().wantsAppDataUsageTracking() && restartAppTracking)
