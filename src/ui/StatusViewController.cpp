@@ -5,9 +5,11 @@
 #include "settings/DynamicAppearance.h"
 #include "settings/Language.h"
 
+#include <QCoreApplication>
 #include <QLabel>
 #include <QPainter>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -89,6 +91,16 @@ void StatusViewController::applyAppearance() {
     QPalette palette = emptyView_->palette();
     palette.setColor(QPalette::WindowText, DynamicColor::dynamicSecondaryTextColor());
     emptyView_->setPalette(palette);
+    // A thin scroll bar in the palette's colours instead of the desktop style's light one.
+    QColor handle = DynamicColor::dynamicSecondaryTextColor();
+    handle.setAlphaF(0.5);
+    scrollView_->verticalScrollBar()->setStyleSheet(
+        QStringLiteral("QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+                       "QScrollBar::handle:vertical { background: %1; border-radius: 2px;"
+                       " min-height: 24px; }"
+                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                       "QScrollBar::add-page, QScrollBar::sub-page { background: none; }")
+            .arg(handle.name(QColor::HexArgb)));
 }
 
 QColor StatusViewController::signalColor(long rssi) {
@@ -113,6 +125,9 @@ void StatusViewController::activityDidUpdate(const ActivityObject& record) {
     if (scrollView_->isHidden()) {
         emptyView_->hide();
         scrollView_->show();
+        // The scroll area shows or hides its scroll bar in a queued call; run it now, so the
+        // first frame has none when the rows fit.
+        QCoreApplication::sendPostedEvents(scrollView_, QEvent::MetaCall);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QScrollArea>
+#include <QScrollBar>
 
 #include <gtest/gtest.h>
 
@@ -87,6 +88,7 @@ TEST_F(StatusViewTest, LoadingTextUntilTheFirstRecordThenTheRowsInOrder) {
     page.activityDidUpdate(wifiRecord(-50));
     EXPECT_FALSE(page.emptyView()->isVisible());
     EXPECT_TRUE(page.scrollView()->isVisible());
+    EXPECT_FALSE(page.scrollView()->verticalScrollBar()->isVisible()) << "the rows fit";
     ASSERT_EQ(page.boxes().size(), 7u);
     const char* keys[] = {"networkStatus.macAddress",  "networkStatus.ssid",
                           "networkStatus.IPAddress",   "networkStatus.security",
