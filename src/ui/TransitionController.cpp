@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPropertyAnimation>
+#include <QWheelEvent>
 
 int TransitionController::animationDuration = 250;
 
@@ -122,5 +123,8 @@ void TransitionController::mouseReleaseEvent(QMouseEvent* event) {
     event->accept();
 }
 void TransitionController::mouseMoveEvent(QMouseEvent* event) {
+    event->accept();
+}
+void TransitionController::wheelEvent(QWheelEvent* event) {
     event->accept();
 }

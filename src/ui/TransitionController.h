@@ -13,8 +13,8 @@ class TitleView;
 
 // The base of every page that slides up over the panel's home page and back down when it is
 // dismissed. A page has a title bar with a back button (which dismisses it), paints the
-// palette's content background and swallows the mouse, so nothing falls through to the page
-// underneath.
+// palette's content background and swallows the mouse and the scroll wheel, so nothing falls
+// through to the page underneath.
 class TransitionController : public QWidget {
     Q_OBJECT
 public:
@@ -56,6 +56,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     // Lays the subclass's content out in contentRect(); called on every resize.
     virtual void layoutContent() {}
