@@ -134,8 +134,23 @@ StockView_T::Paths StockView_T::buildPaths() const {
     return out;
 }
 
+void StockView_T::setDrawingSuspended(bool suspended) {
+    if (suspended == suspended_)
+        return;
+    suspended_ = suspended;
+    if (suspended_) {
+        if (animation_)
+            animation_->stop();
+        progress_ = 1.0;
+        return;
+    }
+    // Drawn as it is now, without easing from a curve that was never shown.
+    paths_.points.clear();
+    redraw();
+}
+
 void StockView_T::redraw() {
-    if (frame_.isEmpty() || data_.empty())
+    if (suspended_ || frame_.isEmpty() || data_.empty())
         return;
     strokeOpacity_ = 1.0;
     std::vector<QPointF> previous = paths_.points;

@@ -68,6 +68,9 @@ public:
     void paint(QPainter& p) const;
     // Live windows animate path changes; the tray pixmap never does.
     void setAnimated(bool animated) { animated_ = animated; }
+    // While suspended (its window is hidden) the series still grows but nothing is drawn or
+    // animated; resuming draws the current series at once.
+    void setDrawingSuspended(bool suspended);
     // The eased progress of the curve with control points (0.23, 1) and (0.32, 1).
     static double easing(double t);
 
@@ -90,5 +93,6 @@ private:
     double progress_ = 1.0;
     double strokeOpacity_ = 0;
     bool animated_ = false;
+    bool suspended_ = false;
     QVariantAnimation* animation_ = nullptr;
 };

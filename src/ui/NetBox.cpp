@@ -21,6 +21,7 @@ NetBox::NetBox(QWidget* parent) : QWidget(parent) {
     for (StockView_T* stock : {sent_.stock, received_.stock}) {
         stock->cornerRadius = 6;
         stock->setAnimated(true);
+        stock->setDrawingSuspended(true); // until the box shows
         connect(stock, &StockView_T::needsDisplay, this, qOverload<>(&QWidget::update));
     }
     setColumn(sent_, 0, 0, 0);
@@ -62,13 +63,38 @@ void NetBox::setColumn(Column& column, uint64_t pace, uint64_t total, uint64_t a
 }
 
 void NetBox::networkActivityDidUpdate(const ActivityRecord& record) {
-    const NetActivities average =
-        record->avgActivitiesForLastSeconds(static_cast<int>(sent_.stock->length));
-    setColumn(sent_, record->paceActivities.up, record->netActivities.up, average.up);
-    setColumn(received_, record->paceActivities.down, record->netActivities.down, average.down);
+    // The sparklines keep their series while the panel is closed; the rest waits until the
+    // box is seen again, so a closed panel costs next to nothing per tick.
     sent_.stock->append(record->paceActivities.up);
     received_.stock->append(record->paceActivities.down);
+    if (!isVisible()) {
+        pending_ = record;
+        return;
+    }
+    showRecord(*record);
+}
+
+void NetBox::showRecord(const ActivityObject& record) {
+    const NetActivities average =
+        record.avgActivitiesForLastSeconds(static_cast<int>(sent_.stock->length));
+    setColumn(sent_, record.paceActivities.up, record.netActivities.up, average.up);
+    setColumn(received_, record.paceActivities.down, record.netActivities.down, average.down);
     update();
+}
+
+void NetBox::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    sent_.stock->setDrawingSuspended(false);
+    received_.stock->setDrawingSuspended(false);
+    if (pending_)
+        showRecord(*pending_);
+    pending_.reset();
+}
+
+void NetBox::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    sent_.stock->setDrawingSuspended(true);
+    received_.stock->setDrawingSuspended(true);
 }
 
 void NetBox::storeFrequencies() {

@@ -42,8 +42,14 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
+    void showRecord(const ActivityObject& record);
+
+    // The newest record while hidden: its texts are made when the box shows again.
+    ActivityRecord pending_;
     struct Column {
         StockView_T* stock = nullptr;
         QString pace;
