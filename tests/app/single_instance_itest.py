@@ -60,6 +60,18 @@ checks.expect(second.returncode == 0 and time.monotonic() - began < 10,
               "a second start exits 0 at once: %s" % second.stderr.strip())
 checks.expect(first.proc.poll() is None and name_owner(conn, NAME) == owner,
               "the first instance keeps running and keeps the name")
+shown = run(["--show"], env, timeout=30)
+checks.expect(shown.returncode == 0, "--show asks the running instance: %r" % shown.stderr)
+# A panel plug-in's click: the overload with the plug-in's point and panel edge.
+try:
+    service.ShowPanel(dbus.Int32(500), dbus.Int32(30), "top", signature="iis",
+                      dbus_interface=IFACE)
+    service.ShowPanel(dbus.Int32(500), dbus.Int32(30), "top", signature="iis",
+                      dbus_interface=IFACE)
+    plugin_click = ""
+except dbus.DBusException as e:
+    plugin_click = e.get_dbus_message()
+checks.expect(plugin_click == "", "ShowPanel(x, y, edge) toggles the panel: %r" % plugin_click)
 
 # --monitor prints the first instance's ticks: its session time, not a fresh one.
 time.sleep(4)
@@ -107,6 +119,15 @@ checks.expect("unknown settings key" in refused, "an unknown key is refused: %r"
 taker = Lumenstat(["--monitor", "--json", "--ticks", "6"], env)
 checks.expect(taker.wait_lines(2, 30), "the follower prints the instance's ticks")
 checks.expect(first.stop(signal.SIGTERM) == 0, "the first instance ends on SIGTERM")
+# The follower is now the instance, without a display: it says it has no panel.
+wait_for(lambda: name_owner(conn, NAME) not in (None, owner), 10)
+try:
+    conn.get_object(NAME, "/").ShowPanel(dbus_interface=IFACE, signature="")
+    no_panel = ""
+except dbus.DBusException as e:
+    no_panel = e.get_dbus_name()
+checks.expect(no_panel == "com.quillfern.Lumenstat.Error.NoPanel",
+              "a headless instance answers ShowPanel with an error: %r" % no_panel)
 rc = taker.wait(60)
 own = [seconds(json.loads(t)["time"]) for t in taker.texts()]
 checks.expect(rc == 0 and len(own) == 6 and own[-1] < own[0],
