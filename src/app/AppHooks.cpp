@@ -8,6 +8,7 @@
 #include "power/PowerSourceChanges.h"
 #include "power/YYSystemBatteryReport.h"
 #include "system/CPUReader.h"
+#include "ui/FloatWindowController.h"
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
@@ -17,7 +18,6 @@
 //                        storeAppDataUsageIfNeed, pauseTracking
 //   widget bridge        reloadWiFiInterfaceWidget, reloadBatteryUsageWidget,
 //                        reloadDataUsageWidget
-//   floating window      makeFloatWindowController
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
@@ -43,6 +43,12 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
         };
         h.netMenuBarNotifyMacWentOff = [] {
             NetMenuBarItemController::shared().notifyMacWentOff();
+        };
+        h.makeFloatWindowController =
+            [](AppDelegate& delegate) -> std::unique_ptr<FloatWindowControl> {
+            return std::make_unique<FloatWindowController>(
+                delegate.sampler(),
+                [&delegate](const void* window) { delegate.windowWillClose(window); });
         };
     }
     return h;
