@@ -9,7 +9,9 @@
 #include "settings/SettingsDomain.h"
 #include "ui/FloatWindowController.h"
 
+#include <QApplication>
 #include <QImage>
+#include <QMouseEvent>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -59,7 +61,8 @@ protected:
             SettingsDomain::standard().remove(key);
     }
 
-    std::unique_ptr<FloatWindowController> make(bool compositor = false) {
+    std::unique_ptr<FloatWindowController>
+    make(bool compositor = false, std::function<void(const void*)> windowWillClose = nullptr) {
         FloatWindowController::Options options;
         options.sources.todayTotals = [this] { return totals; };
         options.sources.cpuRate = [] { return QStringLiteral("37"); };
@@ -68,7 +71,8 @@ protected:
         options.sources.now = [] { return QTime(9, 5, 7); };
         options.hints = std::make_shared<Hints>(compositor);
         options.screens = [this] { return screens; };
-        return std::make_unique<FloatWindowController>(sampler, nullptr, std::move(options));
+        return std::make_unique<FloatWindowController>(sampler, std::move(windowWillClose),
+                                                       std::move(options));
     }
 
     FakeSampler sampler;
@@ -143,6 +147,22 @@ TEST_F(FloatWindowTest, CompactBFeedsOnlyTheCpuSparkline) {
         EXPECT_EQ(view.btmStock().data().back(), 37u) << mode;
         EXPECT_EQ(view.btmStock().data().size(), 15u);
     }
+}
+
+TEST_F(FloatWindowTest, ClosingReportsTheWindowKeepsTheCurvesAndLeavesTheSampler) {
+    const void* closed = nullptr;
+    auto controller = make(false, [&](const void* window) { closed = window; });
+    ASSERT_EQ(sampler.observers, std::vector<ActivityObserver*>{controller->activityObserver()});
+    controller->showWindow();
+    sampler.tick(3, 4);
+    controller->windowWidget().close();
+    EXPECT_EQ(closed, controller->window());
+    EXPECT_EQ(SettingsDomain::standard().unsignedList(SettingsKey::StockFloatWindowNetwork)->back(),
+              7u);
+    controller.reset();
+    EXPECT_TRUE(sampler.observers.empty());
+    // The next window resumes the curve.
+    EXPECT_EQ(make()->contentView().topStock().data().back(), 7u);
 }
 
 TEST_F(FloatWindowTest, ModeSwitchKeepsTheLowerLeftCornerAndChangesOnlyTheWidth) {
@@ -259,7 +279,20 @@ TEST_F(FloatWindowTest, PositionIsKeptAndBroughtBackOntoAScreen) {
         EXPECT_EQ(controller->windowWidget().pos(),
                   FloatWindowController::defaultOrigin({132, 112}, screens));
         controller->showWindow();
-        controller->windowWidget().move(1850, 40);
+        // A press-drag anywhere on the content moves the window by the pointer's travel.
+        QWidget& content = controller->contentView();
+        const QPoint start = content.mapToGlobal(QPoint(60, 50));
+        const QPoint travel = QPoint(1850, 40) - controller->windowWidget().pos();
+        const auto send = [&](QEvent::Type type, QPoint global, Qt::MouseButtons buttons) {
+            QMouseEvent event(type, content.mapFromGlobal(global), global, Qt::LeftButton, buttons,
+                              Qt::NoModifier);
+            QApplication::sendEvent(&content, &event);
+        };
+        send(QEvent::MouseButtonPress, start, Qt::LeftButton);
+        send(QEvent::MouseMove, start + travel / 2, Qt::LeftButton);
+        send(QEvent::MouseMove, start + travel, Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, start + travel, Qt::NoButton);
+        EXPECT_EQ(controller->windowWidget().pos(), QPoint(1850, 40));
     }
     EXPECT_EQ(SettingsDomain::standard().value(SettingsKey::FloatWindowOrigin),
               nlohmann::json::array({1850, 40}));
