@@ -53,7 +53,7 @@ private:
 class FloatWindowTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        DynamicAppearance::shared().setSource(FixedAppearanceSource::make(false));
+        DynamicAppearance::shared().setSource(appearance);
         for (const char* key :
              {SettingsKey::FloatWindowMode, SettingsKey::FloatWindowBackgroundAlpha,
               SettingsKey::FloatWindowOrigin, SettingsKey::StockFloatWindowNetwork,
@@ -75,6 +75,7 @@ protected:
                                                        std::move(options));
     }
 
+    std::shared_ptr<AppearanceSource> appearance = FixedAppearanceSource::make(false);
     FakeSampler sampler;
     DataUsageProvider::Atom totals;
     QList<QRect> screens{QRect(0, 0, 1920, 1080)};
@@ -126,6 +127,13 @@ TEST_F(FloatWindowTest, BackgroundOpacityIsClampedAndOpaqueWithoutCompositor) {
         EXPECT_NEAR(px.alphaF(), row.alpha, 0.01) << row.alpha;
         EXPECT_NEAR(px.redF(), content.redF(), 0.01);
     }
+    // Light and dark follow the desktop while the window is open.
+    auto controller = make();
+    FixedAppearanceSource::setDark(appearance, true);
+    const QColor dark = DynamicAppearance::shared().contentBackgroundColor();
+    EXPECT_NE(dark.rgb(), content.rgb());
+    EXPECT_EQ(controller->windowWidget().grab().toImage().pixelColor(4, 40).rgb(), dark.rgb());
+    FixedAppearanceSource::setDark(appearance, false);
 }
 
 TEST_F(FloatWindowTest, CompactBFeedsOnlyTheCpuSparkline) {
@@ -175,6 +183,8 @@ TEST_F(FloatWindowTest, ModeSwitchKeepsTheLowerLeftCornerAndChangesOnlyTheWidth)
         EXPECT_EQ(window.width(), mode == 2 ? 252 : 132);
         EXPECT_EQ(window.height(), 112);
     }
+    Settings::shared().setFloatWindowWideModeShowsTime(true);
+    EXPECT_TRUE(controller->contentView().showTime());
 }
 
 TEST_F(FloatWindowTest, DottedRuleCountsAndDrawnDots) {
