@@ -149,6 +149,7 @@ ContentView::ContentView(Sources sources, QWidget* parent)
         connect(stock, &StockView_T::needsDisplay, this, [this] { QWidget::update(); });
     }
     recolourStocks();
+    refreshFigures();
     showTime_ = SettingsDomain::standard().boolValue(SettingsKey::FloatWindowWideModeShowTime);
 
     NotificationCenter::defaultCenter().addObserver(
@@ -176,20 +177,33 @@ void ContentView::update(const ActivityRecord& activity) {
         recolourStocks();
         topStock_->append(checkedSum(pace.up, pace.down));
     }
-    btmStock_->append(parsedLoad(sources_.cpuRate ? sources_.cpuRate() : QString()));
+    refreshFigures();
+    btmStock_->append(parsedLoad(figures_.cpuRate));
     QWidget::update();
+}
+
+void ContentView::refreshFigures() {
+    figures_.totals = sources_.todayTotals ? sources_.todayTotals() : DataUsageProvider::Atom{};
+    figures_.cpuRate = sources_.cpuRate ? sources_.cpuRate() : QString();
+    figures_.cpuAverage = sources_.cpuAverage ? sources_.cpuAverage() : std::nullopt;
+    figures_.hasBattery = sources_.hasBattery && sources_.hasBattery();
+    figures_.battery = figures_.hasBattery && sources_.battery ? sources_.battery() : std::nullopt;
+    figures_.now = sources_.now ? sources_.now() : QTime::currentTime();
 }
 
 void ContentView::setWindowMode(WindowMode mode) {
     windowMode_ = mode;
+    refreshFigures();
     layoutStocks();
     QWidget::update();
 }
 
 void ContentView::showTimeDidChange() {
     showTime_ = SettingsDomain::standard().boolValue(SettingsKey::FloatWindowWideModeShowTime);
-    if (windowMode_ == WindowMode::wide)
-        QWidget::update();
+    if (windowMode_ != WindowMode::wide)
+        return;
+    refreshFigures();
+    QWidget::update();
 }
 
 QRectF ContentView::upperHalf() const {
@@ -222,8 +236,7 @@ bool ContentView::hasNetwork() const {
 }
 
 bool ContentView::batteryShown() const {
-    return windowMode_ == WindowMode::wide && sources_.hasBattery && sources_.hasBattery() &&
-           sources_.battery && sources_.battery();
+    return windowMode_ == WindowMode::wide && figures_.hasBattery && figures_.battery;
 }
 
 QString ContentView::titleText() const {
@@ -240,7 +253,7 @@ double ContentView::titleWidth() const {
         return w - kInset - 28;
     const bool clock = showTime_;
     double box = 0;
-    if (sources_.hasBattery && sources_.hasBattery())
+    if (figures_.hasBattery)
         box = clock ? w / 2 - kInset - 20 - 32 : w - 2 * kInset - 88;
     else
         box = w - 2 * kInset - (clock ? 80 : 0);
@@ -275,8 +288,7 @@ QString ContentView::networkLine() const {
 }
 
 QString ContentView::networkDetailLine() const {
-    const DataUsageProvider::Atom totals =
-        sources_.todayTotals ? sources_.todayTotals() : DataUsageProvider::Atom{};
+    const DataUsageProvider::Atom& totals = figures_.totals;
     QString text;
     if (windowMode_ == WindowMode::compactA) {
         text = megabyteText(checkedSum(totals.bytesOut, totals.bytesIn));
@@ -294,7 +306,7 @@ QString ContentView::networkDetailLine() const {
 }
 
 QString ContentView::cpuLine() const {
-    const QString rate = sources_.cpuRate ? sources_.cpuRate() : QString();
+    const QString& rate = figures_.cpuRate;
     QString text = (rate.isEmpty() ? QStringLiteral("--") : rate) + QStringLiteral(" %");
     if (windowMode_ == WindowMode::wide && CPUReader::canReadTemperature())
         text += kBulletSeparator + decimalText(CPUReader::shared().cpuTemperature(), 1) +
@@ -303,7 +315,7 @@ QString ContentView::cpuLine() const {
 }
 
 QString ContentView::cpuDetailLine() const {
-    const std::optional<QString> avg = sources_.cpuAverage ? sources_.cpuAverage() : std::nullopt;
+    const std::optional<QString>& avg = figures_.cpuAverage;
     const QString usage = Language::getLocalizedString(QStringLiteral("CPU USAGE"));
     const QString average = avg ? QStringLiteral("AVG: ") + *avg + QStringLiteral("%") : QString();
     if (windowMode_ == WindowMode::wide)
@@ -330,16 +342,14 @@ void ContentView::paintEvent(QPaintEvent*) {
                hm.elidedText(titleText(), Qt::ElideRight, titleBox));
 
     if (windowMode_ == WindowMode::wide) {
-        const bool battery = sources_.hasBattery && sources_.hasBattery();
+        const bool battery = figures_.hasBattery;
         if (showTime_) {
-            const QString clock =
-                (sources_.now ? sources_.now() : QTime::currentTime()).toString("HH:mm:ss");
+            const QString clock = figures_.now.toString(QStringLiteral("HH:mm:ss"));
             const double cw = hm.horizontalAdvance(clock);
             const double x = battery ? w / 2 - cw / 2 : w - kInset - cw;
             p.drawText(QPointF(x, 8 + hm.ascent()), clock);
         }
-        const std::optional<BatteryState> state =
-            battery && sources_.battery ? sources_.battery() : std::nullopt;
+        const std::optional<BatteryState> state = battery ? figures_.battery : std::nullopt;
         if (state) {
             const QRectF image(w - kInset - kBatteryWidth, 9, kBatteryWidth, kBatteryHeight);
             BatteryImage::draw(p, image, double(state->percentage), state->charging,
@@ -392,7 +402,7 @@ void ContentView::paintEvent(QPaintEvent*) {
     drawHalf(upper, std::move(net), networkDetailLine(), topStockHidden() ? nullptr : &*topStock_);
 
     std::vector<TextRun> cpu;
-    const QString rate = sources_.cpuRate ? sources_.cpuRate() : QString();
+    const QString& rate = figures_.cpuRate;
     cpu.push_back({rate.isEmpty() ? QStringLiteral("--") : rate, numberFont()});
     cpu.push_back({QStringLiteral(" %"), unitFont()});
     if (windowMode_ == WindowMode::wide && CPUReader::canReadTemperature()) {

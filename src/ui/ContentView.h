@@ -102,12 +102,23 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    // Reads the figures beside the record once per tick, so the frames the sparkline
+    // animation draws in between cost only the drawing.
+    void refreshFigures();
     void layoutStocks();
     void recolourStocks();
     bool hasNetwork() const;
     bool batteryShown() const;
 
     Sources sources_;
+    struct Figures {
+        DataUsageProvider::Atom totals;
+        QString cpuRate;
+        std::optional<QString> cpuAverage;
+        bool hasBattery = false;
+        std::optional<BatteryState> battery;
+        QTime now;
+    } figures_;
     ActivityRecord networkActivity_;
     WindowMode windowMode_ = WindowMode::compactA;
     bool showTime_ = false;
