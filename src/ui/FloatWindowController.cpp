@@ -12,6 +12,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <QWindow>
@@ -127,6 +128,14 @@ FloatWindowController::FloatWindowController(ActivitySampler& sampler,
         [this](const Notification&) { windowModeDidChange(); });
     DynamicAppearance::addChanged(this, [this](const Notification&) { recolour(); });
     recolour();
+
+    // A screen that goes away while the window is open: bring the window back onto the
+    // screens that are left once the screen list is settled.
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, [this] {
+        QTimer::singleShot(0, this, [this] {
+            window_->move(placeOnScreens(window_->pos(), window_->size(), screens()));
+        });
+    });
 
     window_->moved = [this] { storeOrigin(); };
     window_->closed = [this] {
