@@ -235,10 +235,6 @@ bool ContentView::hasNetwork() const {
     return !networkActivity_ || networkActivity_->netMode != NotReachable;
 }
 
-bool ContentView::batteryShown() const {
-    return windowMode_ == WindowMode::wide && figures_.hasBattery && figures_.battery;
-}
-
 QString ContentView::titleText() const {
     if (!hasNetwork())
         return Language::getLocalizedString(QStringLiteral("NO NETWORK"));

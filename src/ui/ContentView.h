@@ -108,7 +108,6 @@ private:
     void layoutStocks();
     void recolourStocks();
     bool hasNetwork() const;
-    bool batteryShown() const;
 
     Sources sources_;
     struct Figures {
