@@ -5,7 +5,7 @@ set -euo pipefail
 
 PACKAGES=(
   build-essential cmake pkg-config ccache
-  qt6-base-dev qt6-base-dev-tools
+  qt6-base-dev qt6-base-dev-tools libxcb1-dev
   libsqlite3-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
@@ -13,7 +13,7 @@ PACKAGES=(
   fonts-dejavu-core locales
 )
 if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
-  PACKAGES+=(xfce4-panel xfconf x11-apps)
+  PACKAGES+=(xfce4-panel xfconf x11-apps x11-utils xdotool)
 fi
 
 missing=()

@@ -41,5 +41,5 @@ int main(int argc, char** argv) {
     case CommandLine::Mode::App:
         break;
     }
-    return runApp(argc, argv);
+    return runApp(argc, argv, command.showPanel);
 }

@@ -62,3 +62,7 @@ std::function<void()> makeShowPanelHook(AppRole) {
     // The panel under the status item is not part of this build yet.
     return {};
 }
+
+std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole) {
+    return {};
+}

@@ -2,6 +2,9 @@
 
 #include "app/AppDelegate.h"
 
+#include <QPoint>
+#include <QString>
+
 // Which kind of instance the delegate runs in: the tray app with its windows and status
 // items, or the headless monitor that keeps the totals without any window.
 enum class AppRole { Tray, Headless };
@@ -17,3 +20,5 @@ std::function<QString()> cpuRateSource();
 // What ShowPanel does (a second start asking this instance to show itself); empty when
 // there is nothing to show.
 std::function<void()> makeShowPanelHook(AppRole role);
+// What ShowPanel(x, y, edge) does (a panel plug-in's click); empty when there is no panel.
+std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole role);

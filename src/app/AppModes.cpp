@@ -17,6 +17,7 @@
 #include <QDBusServiceWatcher>
 #include <QEventLoop>
 #include <QThread>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdlib>
@@ -82,6 +83,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     if (service) {
         service->cpuRateSource = cpuRateSource();
         service->showPanelHook = makeShowPanelHook(role);
+        service->togglePanelAtHook = makeTogglePanelAtHook(role);
     }
 
     delegate.applicationDidFinishLaunching();
@@ -164,7 +166,7 @@ bool hasDisplay() {
            !envText("QT_QPA_PLATFORM").isEmpty();
 }
 
-int runApp(int& argc, char** argv) {
+int runApp(int& argc, char** argv, bool showPanel) {
     const bool display = hasDisplay();
     // The panel places itself under the tray item, which Wayland does not allow: run
     // through XWayland unless a platform was chosen explicitly.
@@ -183,20 +185,36 @@ int runApp(int& argc, char** argv) {
     AppService service;
     const bool registered = service.registerOn(bus);
     if (!registered && AppServiceClient::instanceRunning(bus)) {
-        if (!AppServiceClient::showPanel(bus)) {
-            std::fprintf(stderr, "lumenstat: already running, but the running instance did not "
-                                 "answer\n");
+        // One instance per user: the running one shows its panel instead.
+        const QString error = AppServiceClient::showPanel(bus);
+        if (!error.isEmpty()) {
+            std::fprintf(stderr,
+                         "lumenstat: already running, but it could not show its panel: "
+                         "%s\n",
+                         qPrintable(error));
             return 1;
         }
         return 0;
     }
 
+    if (!display && showPanel) {
+        std::fprintf(stderr, "lumenstat: --show needs a display (DISPLAY and WAYLAND_DISPLAY "
+                             "are unset)\n");
+        return 2;
+    }
     if (!display) {
         std::fprintf(stderr, "lumenstat: no display (DISPLAY and WAYLAND_DISPLAY are unset): "
                              "running the headless monitor instead. Ctrl-C stops it.\n");
         return runInstance(AppRole::Headless, MonitorOptions{}, registered ? &service : nullptr);
     }
     static_cast<QApplication*>(app.get())->setQuitOnLastWindowClosed(false);
+    if (showPanel) {
+        // Shown once the event loop runs, after the start-up sequence made the item.
+        QTimer::singleShot(0, app.get(), [] {
+            if (auto show = makeShowPanelHook(AppRole::Tray))
+                show();
+        });
+    }
     return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr);
 }
 

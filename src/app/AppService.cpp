@@ -88,6 +88,17 @@ void AppService::Unfollow() {
 void AppService::ShowPanel() {
     if (showPanelHook)
         showPanelHook();
+    else if (calledFromDBus())
+        sendErrorReply(QString::fromLatin1(kNoPanelError),
+                       QStringLiteral("the running instance has no display, so no panel"));
+}
+
+void AppService::ShowPanel(int x, int y, const QString& edge) {
+    if (togglePanelAtHook)
+        togglePanelAtHook(QPoint(x, y), edge);
+    else if (calledFromDBus())
+        sendErrorReply(QString::fromLatin1(kNoPanelError),
+                       QStringLiteral("the running instance has no display, so no panel"));
 }
 
 void AppService::SetValue(const QString& key, const QDBusVariant& value) {
@@ -346,9 +357,11 @@ bool instanceRunning(const QDBusConnection& bus) {
     return reply.isValid() && reply.value();
 }
 
-bool showPanel(const QDBusConnection& bus) {
+QString showPanel(const QDBusConnection& bus) {
     const QDBusMessage reply = bus.call(methodCall("ShowPanel"), QDBus::Block, 5000);
-    return reply.type() == QDBusMessage::ReplyMessage;
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return QString();
+    return reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage();
 }
 
 bool follow(const QDBusConnection& bus) {

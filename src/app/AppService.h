@@ -6,6 +6,7 @@
 #include <QDBusContext>
 #include <QDBusVariant>
 #include <QObject>
+#include <QPoint>
 #include <QString>
 #include <QStringList>
 
@@ -19,7 +20,10 @@ class QDBusServiceWatcher;
 // The running instance's face on the session bus: name com.quillfern.Lumenstat, object
 // "/", interface com.quillfern.Lumenstat.
 //
-//   ShowPanel()                 a second start asks the running instance to show itself
+//   ShowPanel()                 a second start asks the running instance to show its panel
+//   ShowPanel(i x, i y, s edge) a panel plug-in's click: toggles the panel hanging from (x, y)
+//                               (global, device independent pixels) on the side away from
+//                               edge ("top", "bottom", "left", "right"; "" when unknown)
 //   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
 //   RemoveValue(s key)          removes a settings key and posts its notifications
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
@@ -45,8 +49,11 @@ public:
     // or another process owns the name already.
     bool registerOn(QDBusConnection bus);
 
-    // Called by ShowPanel; empty in the headless instance.
+    // Called by ShowPanel(); empty in the headless instance, which answers with an error.
     std::function<void()> showPanelHook;
+    // Called by ShowPanel(x, y, edge); empty in the headless instance.
+    std::function<void(QPoint point, QString edge)> togglePanelAtHook;
+    static constexpr const char* kNoPanelError = "com.quillfern.Lumenstat.Error.NoPanel";
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
 
@@ -64,6 +71,7 @@ public:
 
 public slots:
     Q_SCRIPTABLE void ShowPanel();
+    Q_SCRIPTABLE void ShowPanel(int x, int y, const QString& edge);
     Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
     Q_SCRIPTABLE void RemoveValue(const QString& key);
     Q_SCRIPTABLE QString GetValue(const QString& key);
@@ -91,7 +99,8 @@ private:
 namespace AppServiceClient {
 // True when some process owns the service name on bus.
 bool instanceRunning(const QDBusConnection& bus);
-bool showPanel(const QDBusConnection& bus);
+// Empty on success, else the error text (the instance has no panel, it did not answer).
+QString showPanel(const QDBusConnection& bus);
 // Asks the running instance for its Tick signals; false when it could not be asked.
 bool follow(const QDBusConnection& bus);
 // Empty on success, else the error text.

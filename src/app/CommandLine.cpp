@@ -16,11 +16,12 @@ CommandLine failed(const QString& message) {
 
 QString CommandLine::usage() {
     return QStringLiteral(
-        "usage: lumenstat [--monitor [--ticks N] [--json]] [--set key=value]...\n"
+        "usage: lumenstat [--show] [--monitor [--ticks N] [--json]] [--set key=value]...\n"
         "       lumenstat --battery | --usage [today|24h] | --render-styles DIR [options]\n"
         "\n"
         "  (no option)      start the tray app; without a display, the headless monitor.\n"
         "                   When Lumenstat already runs, ask it to show its panel and exit.\n"
+        "  --show           the same, and open the panel once the app runs\n"
         "  --monitor        run without a display and print one line per second; when\n"
         "                   Lumenstat already runs, print that instance's ticks instead\n"
         "  --ticks N        stop after N lines\n"
@@ -49,6 +50,12 @@ CommandLine CommandLine::parse(const QStringList& args) {
     if (first == QLatin1String("--usage") || first == QLatin1String("--render-styles")) {
         c.mode = first == QLatin1String("--usage") ? Mode::Usage : Mode::RenderStyles;
         c.rest = args.mid(1);
+        return c;
+    }
+    if (first == QLatin1String("--show")) {
+        if (args.size() > 1)
+            return failed(QStringLiteral("--show takes no arguments"));
+        c.showPanel = true;
         return c;
     }
     if (first == QLatin1String("--battery")) {

@@ -6,6 +6,7 @@
 // The command line of `lumenstat`, parsed without side effects.
 //
 //   lumenstat                          the tray app (headless monitor without a display)
+//   lumenstat --show                   the tray app with its panel open
 //   lumenstat --monitor [--ticks N] [--json]
 //   lumenstat --set key=value [--set key=value ...]
 //   lumenstat --battery
@@ -17,6 +18,7 @@ struct CommandLine {
 
     Mode mode = Mode::App;
     bool json = false;
+    bool showPanel = false;  // --show
     long ticks = 0;          // 0: no limit
     QStringList assignments; // "key=value" of every --set, in order
     QStringList rest;        // the words after --usage or --render-styles

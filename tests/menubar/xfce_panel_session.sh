@@ -3,7 +3,7 @@
 # $work. Appends every process to the caller's pids array and sets xvfb_pid, bus_pid and
 # panel_pid. Returns 1 (with the log on standard output) when a piece does not start.
 start_xfce_panel() {
-  local width=${1:-640}
+  local width=${1:-640} height=${2:-200}
   export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
   export XDG_CACHE_HOME="$work/cache"
   mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME"
@@ -11,7 +11,7 @@ start_xfce_panel() {
 
   local dfd display=""
   exec {dfd}<> <(:)
-  Xvfb -displayfd "$dfd" -screen 0 "${width}x200x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
+  Xvfb -displayfd "$dfd" -screen 0 "${width}x${height}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
   xvfb_pid=$!; pids+=("$xvfb_pid")
   for _ in $(seq 50); do
     read -r -t 0.2 -u "$dfd" display && break

@@ -1,50 +1,27 @@
 // Wi-Fi details from a NetworkManager stand-in (python3-dbusmock) on a private bus.
 #include "platform/linux/NetworkManagerWiFi.h"
-#include "support/PrivateBus.h"
-#include "support/TempDir.h"
+#include "support/NetworkManagerMock.h"
 #include "support/Wait.h"
-
-#include <QDBusInterface>
-#include <QDBusReply>
-#include <QDBusVariant>
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
 
 namespace {
 
 // Empty before an association, then kept current through the change signals, not polling.
 TEST(NetworkManagerWiFi, FollowsTheAssociatedNetwork) {
-    const QString nm = "org.freedesktop.NetworkManager";
-    PrivateBus bus;
-    if (!bus.startTemplate("networkmanager", nm))
+    NetworkManagerMock nm;
+    if (!nm.isRunning())
         GTEST_SKIP() << "dbus-daemon or python3-dbusmock's networkmanager template is missing";
-    TempDir proc;
-    proc.write("net/wireless", "Inter-| sta-|   Quality        |   Discarded packets\n"
-                               " face | tus | link level noise |  nwid  crypt   frag\n"
-                               " wlan0: 0000   49.  -61.  -256        0      0      0\n");
-    setenv("LUMENSTAT_PROCFS_ROOT", proc.path().toLocal8Bit().constData(), 1);
-    QDBusInterface mock(nm, "/org/freedesktop/NetworkManager", "org.freedesktop.DBus.Mock",
-                        bus.connection());
-    const auto call = [&](const QString& method, const QList<QVariant>& args) {
-        QDBusMessage reply = mock.callWithArgumentList(QDBus::Block, method, args);
-        EXPECT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
-        return reply.arguments().value(0).toString();
-    };
-    NetworkManagerWiFi wifi(bus.connection());
+    nm.setSignal(-61);
+    NetworkManagerWiFi wifi(nm.connection());
     const WiFiDetails none = wifi.current();
     EXPECT_TRUE(!none.ssid && !none.hardwareAddress && !none.securityMode && !none.channel &&
                 !none.rssi && none.transmitRate == 0.0);
 
     // A device associated with a WPA/WPA2 access point on 5180 MHz (channel 36).
-    const QString dev = call("AddWiFiDevice", {"wifi0", "wlan0", 100u});
-    const QString ap =
-        call("AddAccessPoint", {dev, "ap0", "Cafe Net", "00:11:22:33:44:55", 2u, 5180u, 54000u,
-                                QVariant::fromValue<uchar>(80), 0x100u});
-    const QString conn = call("AddWiFiConnection", {dev, "conn0", "Cafe Net", "wpa-psk"});
-    call("AddActiveConnection", {QStringList{dev}, conn, ap, "active0", 2u});
+    const QString dev = nm.associate("Cafe Net", 5180, 0x100);
     ASSERT_TRUE(waitUntil([&] { return wifi.current().ssid == QString("Cafe Net"); }));
     const WiFiDetails d = wifi.current();
     EXPECT_EQ(d.hardwareAddress, QString("11:22:33:44:55:66"));
@@ -53,13 +30,11 @@ TEST(NetworkManagerWiFi, FollowsTheAssociatedNetwork) {
     EXPECT_DOUBLE_EQ(d.transmitRate, 5.4);
     EXPECT_EQ(d.rssi, -61);
     EXPECT_EQ(wifi.interfaceName(), "wlan0");
-    call("SetProperty", {dev, "org.freedesktop.NetworkManager.Device.Wireless", "Bitrate",
-                         QVariant::fromValue(QDBusVariant(866700u))});
+    nm.setBitrate(dev, 866700);
     EXPECT_TRUE(waitUntil([&] { return wifi.current().transmitRate == 866.7; }));
-    call("SetDeviceDisconnected", {dev});
+    nm.call("SetDeviceDisconnected", {dev});
     EXPECT_TRUE(waitUntil([&] { return !wifi.current().ssid.has_value(); }));
     EXPECT_EQ(wifi.current().rssi, 0) << "no signal level without an association";
-    unsetenv("LUMENSTAT_PROCFS_ROOT");
 }
 
 TEST(NetworkManagerWiFiRules, SecurityChannelAndSignalParsing) {

@@ -1,5 +1,7 @@
 #include "X11WindowHints.h"
 
+#include "X11Desktop.h"
+
 #include <QGuiApplication>
 #include <QWindow>
 
@@ -42,24 +44,12 @@ std::shared_ptr<WindowHints> WindowHints::forCurrentPlatform() {
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
         auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
         if (x11 && x11->connection())
-            return std::make_shared<X11WindowHints>(
-                x11->connection(), X11WindowHints::screenNumberOf(qgetenv("DISPLAY")));
+            return std::make_shared<X11WindowHints>(x11->connection());
     }
     return std::make_shared<NoWindowHints>();
 }
 
-X11WindowHints::X11WindowHints(xcb_connection_t* connection, int screenNumber)
-    : connection_(connection), screenNumber_(screenNumber) {}
-
-int X11WindowHints::screenNumberOf(const QByteArray& display) {
-    const int colon = display.lastIndexOf(':');
-    const int dot = display.indexOf('.', colon < 0 ? 0 : colon);
-    if (dot < 0)
-        return 0;
-    bool ok = false;
-    const int n = display.mid(dot + 1).toInt(&ok);
-    return ok && n >= 0 ? n : 0;
-}
+X11WindowHints::X11WindowHints(xcb_connection_t* connection) : connection_(connection) {}
 
 uint32_t X11WindowHints::atom(const char* name) {
     xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
@@ -137,15 +127,5 @@ void X11WindowHints::setShadow(QWindow& window, bool shadow) {
 }
 
 bool X11WindowHints::compositorRunning() {
-    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screenNumber_);
-    const xcb_atom_t selection = atom(name.constData());
-    if (selection == XCB_ATOM_NONE)
-        return false;
-    xcb_get_selection_owner_reply_t* reply = xcb_get_selection_owner_reply(
-        connection_, xcb_get_selection_owner(connection_, selection), nullptr);
-    if (!reply)
-        return false;
-    const bool owned = reply->owner != XCB_NONE;
-    std::free(reply);
-    return owned;
+    return X11Desktop::compositorRunning();
 }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "menubar/MenuDrawing.h"
+#include "settings/DynamicAppearance.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QString>
+
+// Drawing pieces the boxes of the home page share: the small headings and text that is
+// narrowed rather than cut when a translation runs long.
+namespace HomeStyle {
+
+inline constexpr int kMargin = 12;
+
+inline QFont headingFont() {
+    return MenuDrawing::systemFont(10, QFont::Black);
+}
+
+// A heading such as "NETWORK", left-aligned at the top of rect.
+inline void drawHeading(QPainter& p, const QRectF& rect, const QString& text) {
+    p.setFont(headingFont());
+    p.setPen(DynamicColor::dynamicSecondaryTextColor());
+    p.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
+}
+
+// font, made smaller (down to 60 % of its size) until text fits into width.
+inline QFont fitted(QFont font, const QString& text, qreal width) {
+    const int size = font.pixelSize();
+    for (int px = size; px > 0 && px * 10 >= size * 6; --px) {
+        font.setPixelSize(px);
+        if (QFontMetricsF(font).horizontalAdvance(text) <= width)
+            break;
+    }
+    return font;
+}
+
+} // namespace HomeStyle
