@@ -7,8 +7,12 @@
 #include "power/PowerPercentageLogger.h"
 #include "power/PowerSourceChanges.h"
 #include "power/YYSystemBatteryReport.h"
+#include "settings/NotificationCenter.h"
+#include "settings/Settings.h"
+#include "settings/SettingsDomain.h"
 #include "system/CPUReader.h"
 #include "ui/FloatWindowController.h"
+#include "ui/HomePanel.h"
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
@@ -39,7 +43,12 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
         // Status items and windows exist only in the tray app; the headless instance keeps
         // sampling and the totals without them.
         h.loadNetMenuBarItemIfNeed = [] {
-            NetMenuBarItemController::shared().loadMenuBarItemIfNeed();
+            NetMenuBarItemController& item = NetMenuBarItemController::shared();
+            if (!item.showPopoverHandler) {
+                item.showPopoverHandler = [](QPoint point) { HomePanel::shared().toggleAt(point); };
+                item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
+            }
+            item.loadMenuBarItemIfNeed();
         };
         h.netMenuBarNotifyMacWentOff = [] {
             NetMenuBarItemController::shared().notifyMacWentOff();
@@ -58,11 +67,44 @@ std::function<QString()> cpuRateSource() {
     return [] { return CPUReader::shared().cpuRate(); };
 }
 
-std::function<void()> makeShowPanelHook(AppRole) {
-    // The panel under the status item is not part of this build yet.
-    return {};
+std::function<void()> makeShowPanelHook(AppRole role) {
+    if (role != AppRole::Tray)
+        return {};
+    return [] { HomePanel::shared().show(); };
 }
 
-std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole) {
-    return {};
+std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole role) {
+    if (role != AppRole::Tray)
+        return {};
+    return [](QPoint point, const QString& edge) {
+        HomePanel::shared().toggleAt(point, panelEdgeFromName(edge));
+    };
+}
+
+void connectWindows(AppRole role, AppDelegate* delegate) {
+    if (role != AppRole::Tray)
+        return;
+    HomePanel& panel = HomePanel::shared();
+    static QObject* observer = nullptr;
+    delete observer;
+    observer = nullptr;
+    if (!delegate) {
+        panel.toggleFloatWindow = {};
+        return;
+    }
+    // The footer's switch: the window and the stored choice change together.
+    panel.toggleFloatWindow = [delegate] {
+        const bool open = delegate->toggleFloatWindow();
+        SettingsDomain::standard().setBool(SettingsKey::WantsFloatWindow, open);
+    };
+    // `lumenstat --set app.settings.wantsFloatWindow=...` and the settings page.
+    observer = new QObject;
+    NotificationCenter::defaultCenter().addObserver(
+        observer, QString::fromLatin1(SettingsKey::WantsFloatWindow),
+        [delegate](const Notification&) {
+            if (SettingsDomain::standard().boolValue(SettingsKey::WantsFloatWindow))
+                delegate->showFloatWindow();
+            else
+                delegate->quitFloatWindow();
+        });
 }

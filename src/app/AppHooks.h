@@ -22,3 +22,7 @@ std::function<QString()> cpuRateSource();
 std::function<void()> makeShowPanelHook(AppRole role);
 // What ShowPanel(x, y, edge) does (a panel plug-in's click); empty when there is no panel.
 std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole role);
+
+// Connects the panel and the floating window's switches to delegate (the tray app only);
+// a null delegate disconnects them again before the delegate goes away.
+void connectWindows(AppRole role, AppDelegate* delegate);

@@ -86,6 +86,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         service->togglePanelAtHook = makeTogglePanelAtHook(role);
     }
 
+    connectWindows(role, &delegate);
     delegate.applicationDidFinishLaunching();
     // The delegate put itself first; the printer and the service come after it.
     if (printer)
@@ -96,6 +97,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     const int rc = app->exec();
     stopSampling(monitor);
     delegate.applicationWillTerminate();
+    connectWindows(role, nullptr);
     if (printer)
         monitor.removeActivityObserver(printer.get());
     if (service)

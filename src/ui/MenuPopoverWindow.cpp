@@ -14,7 +14,7 @@ MenuPopoverWindow::MenuPopoverWindow(bool translucent, QWidget* parent)
     // Decided before the native window exists: an ARGB window needs a compositor.
     if (translucent_)
         setAttribute(Qt::WA_TranslucentBackground);
-    setWindowTitle(QStringLiteral("Lumenstat"));
+    setWindowTitle(QStringLiteral("Lumenstat panel"));
     setPanelContentSize(QSize(kContentWidth, 410));
 }
 

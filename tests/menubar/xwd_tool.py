@@ -3,6 +3,8 @@
 
   xwd_tool.py diff BEFORE AFTER ROWS     prints how many pixels of the top ROWS rows differ
   xwd_tool.py png DUMP OUT.png ROWS      writes the top ROWS rows as a PNG (to look at)
+  xwd_tool.py crop DUMP OUT.png X Y W H  writes that rectangle as a PNG
+  xwd_tool.py colours DUMP X Y W H       prints how many distinct colours the rectangle has
 """
 import struct
 import sys
@@ -44,14 +46,28 @@ def main():
         print(changed)
     elif cmd == "png":
         w, h, rows = read_xwd(sys.argv[2])
-        n = min(int(sys.argv[4]), h)
-        raw = b"".join(b"\x00" + bytes(c for px in rows[y] for c in px) for y in range(n))
-        def chunk(kind, body):
-            return (struct.pack(">I", len(body)) + kind + body +
-                    struct.pack(">I", zlib.crc32(kind + body) & 0xffffffff))
-        png = (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", w, n, 8, 2, 0, 0, 0)) +
-               chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b""))
-        open(sys.argv[3], "wb").write(png)
+        write_png(sys.argv[3], [row for row in rows[:min(int(sys.argv[4]), h)]])
+    elif cmd == "crop":
+        _w, _h, rows = read_xwd(sys.argv[2])
+        x, y, cw, ch = (int(v) for v in sys.argv[4:8])
+        write_png(sys.argv[3], [row[x:x + cw] for row in rows[y:y + ch]])
+    elif cmd == "colours":
+        _w, _h, rows = read_xwd(sys.argv[2])
+        x, y, cw, ch = (int(v) for v in sys.argv[3:7])
+        print(len({px for row in rows[y:y + ch] for px in row[x:x + cw]}))
+
+
+def write_png(path, rows):
+    height, width = len(rows), len(rows[0]) if rows else 0
+    raw = b"".join(b"\x00" + bytes(c for px in row for c in px) for row in rows)
+
+    def chunk(kind, body):
+        return (struct.pack(">I", len(body)) + kind + body +
+                struct.pack(">I", zlib.crc32(kind + body) & 0xffffffff))
+    png = (b"\x89PNG\r\n\x1a\n" +
+           chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
+           chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b""))
+    open(path, "wb").write(png)
 
 
 if __name__ == "__main__":
