@@ -1,8 +1,9 @@
 #!/usr/bin/python3
 """The floating window of the real app on an X server: the first run opens it with the
 window-manager states that keep it above, on every desktop and out of the task bar and
-pager, without taking the focus; a drag moves it, the place is kept, and a place on a screen
-that no longer exists is brought back onto the screen."""
+pager, without taking the focus; a drag moves it, the mode and the on/off switch follow
+`--set`, the place is kept, and a place on a screen that no longer exists is brought back
+onto the screen."""
 import json
 import os
 import re
@@ -11,7 +12,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
-from itest_support import Bus, Checks, Lumenstat, environment, skip, wait_for  # noqa: E402
+from itest_support import Bus, Checks, Lumenstat, binary, environment, skip, wait_for  # noqa: E402
 
 for tool in ("Xvfb", "xprop", "xwininfo", "xdotool"):
     if not shutil.which(tool):
@@ -64,13 +65,29 @@ try:
           "mousemove", str(left + 20), str(top + 150), "mousemove", "400", "300", "mouseup", "1")
         moved = wait_for(lambda: geometry(window)[:2] == (340, 250), 5)
         checks.expect(moved, "a drag moves the window: %s" % (geometry(window),))
+
+        # Settings changed from outside: the wide mode grows to the right from the same
+        # lower-left corner; switching the window off and on again brings it back in place.
+        def set_value(assignment):
+            subprocess.run([binary(), "--set", assignment], env=env, capture_output=True,
+                           timeout=30)
+
+        set_value("app.settings.floatWindowMode=2")
+        checks.expect(wait_for(lambda: geometry(window) == (340, 250, 252, 112), 5),
+                      "wide from the same corner: %s" % (geometry(window),))
+        set_value("app.settings.wantsFloatWindow=false")
+        checks.expect(wait_for(lambda: float_window() is None, 5), "switched off, it closes")
+        set_value("app.settings.wantsFloatWindow=true")
+        window = wait_for(float_window, 10)
+        checks.expect(window and geometry(window) == (340, 250, 252, 112),
+                      "switched on, it opens where it was: %s" % (window and geometry(window),))
     checks.expect(app.stop() == 0, "clean exit")
     stored = json.load(open(settings))
     checks.expect(stored.get("app.floatWindow.origin") == [340, 250],
                   "place kept: %s" % stored.get("app.floatWindow.origin"))
 
     # A place on a screen that is gone, in the wide mode: back fully onto the screen.
-    stored.update({"app.floatWindow.origin": [3000, 900], "app.settings.floatWindowMode": 2})
+    stored["app.floatWindow.origin"] = [3000, 900]
     json.dump(stored, open(settings, "w"))
     app = Lumenstat([], env)
     window = wait_for(float_window, 20)
