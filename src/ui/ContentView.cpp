@@ -14,6 +14,7 @@
 #include "system/CPUReader.h"
 
 #include <QFontMetricsF>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -146,7 +147,10 @@ ContentView::ContentView(Sources sources, QWidget* parent)
         stock->length = kStockLength;
         stock->cornerRadius = kStockCornerRadius;
         stock->setAnimated(true);
-        connect(stock, &StockView_T::needsDisplay, this, [this] { QWidget::update(); });
+        // A sparkline step redraws only the sparkline's own box; the animation asks for a
+        // frame every few milliseconds after each tick.
+        connect(stock, &StockView_T::needsDisplay, this,
+                [this, stock] { QWidget::update(stockBox(*stock)); });
     }
     recolourStocks();
     refreshFigures();
@@ -319,13 +323,27 @@ QString ContentView::cpuDetailLine() const {
     return avg ? average : usage;
 }
 
-void ContentView::paintEvent(QPaintEvent*) {
+QRect ContentView::stockBox(const StockView_T& stock) const {
+    // The line's width and anti-aliasing reach a little past the frame.
+    return stock.frame().toAlignedRect().adjusted(-2, -2, 2, 2);
+}
+
+void ContentView::paintEvent(QPaintEvent* event) {
     const DynamicAppearance& palette = DynamicAppearance::shared();
     const QColor text = palette.textColor();
     const double w = width();
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing, true);
     p.setRenderHint(QPainter::TextAntialiasing, true);
+
+    // Animation frames: nothing but the sparklines lies in their boxes.
+    const QRegion stocks = QRegion(stockBox(*topStock_)) | QRegion(stockBox(*btmStock_));
+    if ((stocks & event->region()) == event->region()) {
+        if (!topStockHidden())
+            topStock_->paint(p);
+        btmStock_->paint(p);
+        return;
+    }
 
     // Header.
     drawWifiIcon(p, QRectF(kInset, kInset + 1.5, kIconSize, kIconSize), !hasNetwork(), text);

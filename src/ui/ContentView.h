@@ -106,6 +106,7 @@ private:
     // animation draws in between cost only the drawing.
     void refreshFigures();
     void layoutStocks();
+    QRect stockBox(const StockView_T& stock) const;
     void recolourStocks();
     bool hasNetwork() const;
 

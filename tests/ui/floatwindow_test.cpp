@@ -157,6 +157,20 @@ TEST_F(FloatWindowTest, CompactBFeedsOnlyTheCpuSparkline) {
     }
 }
 
+TEST_F(FloatWindowTest, ASparklineFrameRedrawsItsBoxAsTheWholeViewDoes) {
+    SettingsDomain::standard().setInteger(SettingsKey::FloatWindowMode, 2);
+    auto controller = make();
+    sampler.tick(40, 2);
+    sampler.tick(5, 700);
+    QWidget& window = controller->windowWidget();
+    const QImage whole = window.grab().toImage();
+    for (StockView_T* stock :
+         {&controller->contentView().topStock(), &controller->contentView().btmStock()}) {
+        const QRect box = stock->frame().toAlignedRect().adjusted(-2, -2, 2, 2);
+        EXPECT_EQ(window.grab(box).toImage(), whole.copy(box));
+    }
+}
+
 TEST_F(FloatWindowTest, ClosingReportsTheWindowKeepsTheCurvesAndLeavesTheSampler) {
     const void* closed = nullptr;
     auto controller = make(false, [&](const void* window) { closed = window; });
