@@ -11,6 +11,7 @@
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 #include "system/CPUReader.h"
+#include "ui/FloatWindowController.h"
 #include "ui/HomePanel.h"
 
 // Components that are not part of this build yet keep their hooks empty:
@@ -21,7 +22,6 @@
 //                        storeAppDataUsageIfNeed, pauseTracking
 //   widget bridge        reloadWiFiInterfaceWidget, reloadBatteryUsageWidget,
 //                        reloadDataUsageWidget
-//   floating window      makeFloatWindowController
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
@@ -52,6 +52,12 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
         };
         h.netMenuBarNotifyMacWentOff = [] {
             NetMenuBarItemController::shared().notifyMacWentOff();
+        };
+        h.makeFloatWindowController =
+            [](AppDelegate& delegate) -> std::unique_ptr<FloatWindowControl> {
+            return std::make_unique<FloatWindowController>(
+                delegate.sampler(),
+                [&delegate](const void* window) { delegate.windowWillClose(window); });
         };
     }
     return h;

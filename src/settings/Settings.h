@@ -46,6 +46,8 @@ inline constexpr const char* PreferredLanguage = "com.quillfern.preferredLanguag
 inline constexpr const char* LastReloadWidgetsTime = "LastReloadWidgetsTime";
 inline constexpr const char* StockFloatWindowNetwork = "app.stock.floatWindow.network";
 inline constexpr const char* StockFloatWindowCPU = "app.stock.floatWindow.cpu";
+// The floating window's top-left corner on the desktop, [x, y] in points.
+inline constexpr const char* FloatWindowOrigin = "app.floatWindow.origin";
 inline constexpr const char* TabBarSelectedViewController = "app.tabBar.selectedViewController";
 inline constexpr const char* AppReviewRequestCount = "app.count.appReviewRequest";
 inline constexpr const char* WelcomeShown = "com.quillfern.lumenstat.welcome";
