@@ -3,9 +3,11 @@
 #include "settings/SettingsDomain.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QLinearGradient>
 #include <QPainter>
-#include <QVariantAnimation>
+#include <QPointer>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -37,7 +39,59 @@ QPainterPath fillUnder(const std::vector<QPointF>& pts, double bottom) {
 StockView_T::StockView_T(QString name_, QObject* parent)
     : QObject(parent), name(std::move(name_)), isInAppExtension(false) {}
 
-StockView_T::~StockView_T() = default;
+// Steps every animating sparkline from one coarse timer, stopped while none animates.
+class SparklineAnimationClock {
+public:
+    static SparklineAnimationClock& shared() {
+        static SparklineAnimationClock* clock = new SparklineAnimationClock;
+        return *clock;
+    }
+    qint64 now() const { return elapsed_.elapsed(); }
+    void add(StockView_T* view) {
+        if (std::find(views_.begin(), views_.end(), view) == views_.end())
+            views_.push_back(view);
+        if (!timer_.isActive())
+            timer_.start();
+    }
+    void remove(StockView_T* view) {
+        views_.erase(std::remove(views_.begin(), views_.end(), view), views_.end());
+        if (views_.empty())
+            timer_.stop();
+    }
+
+private:
+    SparklineAnimationClock() {
+        elapsed_.start();
+        timer_.setInterval(StockView_T::kFrameMs);
+        timer_.setTimerType(Qt::CoarseTimer);
+        QObject::connect(&timer_, &QTimer::timeout, [this] { step(); });
+    }
+    void step() {
+        const qint64 t = now();
+        const std::vector<QPointer<StockView_T>> views(views_.begin(), views_.end());
+        for (const QPointer<StockView_T>& view : views) {
+            if (!view)
+                continue;
+            const double f = std::min(1.0, static_cast<double>(t - view->animationStartMs_) /
+                                               StockView_T::kAnimationMs);
+            view->progress_ = StockView_T::easing(f);
+            if (f >= 1.0) {
+                view->animating_ = false;
+                remove(view);
+            }
+            emit view->needsDisplay();
+        }
+    }
+
+    QElapsedTimer elapsed_;
+    QTimer timer_;
+    std::vector<StockView_T*> views_;
+};
+
+StockView_T::~StockView_T() {
+    if (animating_)
+        SparklineAnimationClock::shared().remove(this);
+}
 
 void StockView_T::ensureData() {
     if (loaded_)
@@ -139,8 +193,9 @@ void StockView_T::setDrawingSuspended(bool suspended) {
         return;
     suspended_ = suspended;
     if (suspended_) {
-        if (animation_)
-            animation_->stop();
+        if (animating_)
+            SparklineAnimationClock::shared().remove(this);
+        animating_ = false;
         progress_ = 1.0;
         return;
     }
@@ -161,19 +216,12 @@ void StockView_T::redraw() {
         return;
     }
     fromPoints_ = std::move(previous);
-    if (!animation_) {
-        animation_ = new QVariantAnimation(this);
-        animation_->setDuration(250);
-        animation_->setStartValue(0.0);
-        animation_->setEndValue(1.0);
-        connect(animation_, &QVariantAnimation::valueChanged, this, [this](const QVariant& v) {
-            progress_ = easing(v.toDouble());
-            emit needsDisplay();
-        });
-    }
-    animation_->stop();
     progress_ = 0.0;
-    animation_->start();
+    animating_ = true;
+    SparklineAnimationClock& clock = SparklineAnimationClock::shared();
+    animationStartMs_ = clock.now();
+    clock.add(this);
+    emit needsDisplay();
 }
 
 void StockView_T::resetToFlat() {

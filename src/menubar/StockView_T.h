@@ -12,7 +12,6 @@
 #include <vector>
 
 class QPainter;
-class QVariantAnimation;
 
 // The sparkline: the last `length` values of a series drawn as a polyline over a gradient
 // fill, clipped to a rounded rectangle. The series is kept under the view's name in the
@@ -73,6 +72,10 @@ public:
     void setDrawingSuspended(bool suspended);
     // The eased progress of the curve with control points (0.23, 1) and (0.32, 1).
     static double easing(double t);
+    // Path changes ease over this long, in frames this far apart. Every sparkline of the
+    // process steps on one shared timer, so the curves of a window move in one wake-up.
+    static constexpr int kAnimationMs = 250;
+    static constexpr int kFrameMs = 40;
 
 signals:
     void needsDisplay();
@@ -94,5 +97,7 @@ private:
     double strokeOpacity_ = 0;
     bool animated_ = false;
     bool suspended_ = false;
-    QVariantAnimation* animation_ = nullptr;
+    bool animating_ = false;
+    qint64 animationStartMs_ = 0;
+    friend class SparklineAnimationClock;
 };

@@ -9,6 +9,7 @@
 #include <QLocale>
 #include <QThread>
 #include <QTime>
+#include <QVarLengthArray>
 #include <QtGlobal>
 
 #include <algorithm>
@@ -280,8 +281,17 @@ std::vector<DataUsageProvider::Atom> DataUsageProvider::last24HoursTimeline() co
 }
 
 DataUsageProvider::Atom DataUsageProvider::todayTotals() const {
+    // Today's buckets are the ones whose local-hour key starts with today's date: one zone
+    // look-up instead of one per hour (the status items ask every tick). A key stored twice
+    // counts once, as the timeline's look-up does.
+    const QString prefix = keyForDate(now()).left(11); // "yyyy-MM-dd "
     Atom totals;
-    for (const Atom& entry : todayTimeline()) {
+    QVarLengthArray<QStringView, 25> seen;
+    for (const Atom& entry : dataset_) {
+        if (!entry.timeIdentifier.startsWith(prefix) ||
+            std::find(seen.begin(), seen.end(), QStringView(entry.timeIdentifier)) != seen.end())
+            continue;
+        seen.append(QStringView(entry.timeIdentifier));
         totals.bytesIn = checkedSum(totals.bytesIn, entry.bytesIn, "today's received total");
         totals.bytesOut = checkedSum(totals.bytesOut, entry.bytesOut, "today's sent total");
     }
