@@ -2,6 +2,10 @@
 
 #include "platform/DecimalText.h"
 
+#include <QLocale>
+
+#include <limits>
+
 namespace SpeedText {
 
 namespace {
@@ -47,6 +51,17 @@ QString dataVolumeText(uint64_t kb) {
     if (!(gb > 1024.0))
         return decimalText(gb, 0) + QStringLiteral(" GB");
     return decimalText(gb / 1024.0, 1) + QStringLiteral(" TB");
+}
+
+QString binaryAmountText(int64_t kb) {
+    int64_t bytes = 0;
+    if (__builtin_mul_overflow(kb, int64_t(1024), &bytes))
+        bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+    // The C locale for the point; the kilobyte reads "KB" as everywhere else in the app.
+    QString text = QLocale::c().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
+    if (text.endsWith(QLatin1String(" kB")))
+        text.replace(text.size() - 2, 1, QLatin1Char('K'));
+    return text;
 }
 
 } // namespace SpeedText

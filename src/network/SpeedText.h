@@ -29,4 +29,8 @@ QString dataVolumeText(uint64_t kb);
 // "%." + decimals + "lf" applied to value.
 QString formatDecimals(double value, int decimals);
 
+// An amount in KB in the binary byte-count style (base 1024, "KB"/"MB"/"GB" labels, two
+// decimals, always a decimal point): the data-usage texts of the panel and `--usage`.
+QString binaryAmountText(int64_t kb);
+
 } // namespace SpeedText

@@ -1,6 +1,7 @@
 #include "UsageCommand.h"
 
 #include "DataUsageProvider.h"
+#include "SpeedText.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
@@ -10,20 +11,6 @@
 #include <vector>
 
 namespace {
-
-// An amount in KB as the home view writes it: the binary byte-count style.
-QString amountText(int64_t kb) {
-    int64_t bytes = 0;
-    if (__builtin_mul_overflow(kb, int64_t(1024), &bytes))
-        bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-    // Base 1024 with the traditional labels; the kilobyte reads "KB" as everywhere else
-    // in the app.
-    // The C locale: a decimal point whatever the user's locale.
-    QString text = QLocale::c().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
-    if (text.endsWith(QLatin1String(" kB")))
-        text.replace(text.size() - 2, 1, QLatin1Char('K'));
-    return text;
-}
 
 void printLine(std::FILE* out, const QString& label, const QString& received, const QString& sent) {
     const QByteArray line =
@@ -71,12 +58,14 @@ int runUsageCommand(const QStringList& args, std::FILE* out, std::FILE* err) {
     int64_t totalIn = 0;
     int64_t totalOut = 0;
     for (const DataUsageProvider::Atom& entry : timeline) {
-        printLine(out, entry.timeIdentifier, amountText(entry.bytesIn), amountText(entry.bytesOut));
+        printLine(out, entry.timeIdentifier, SpeedText::binaryAmountText(entry.bytesIn),
+                  SpeedText::binaryAmountText(entry.bytesOut));
         if (__builtin_add_overflow(totalIn, entry.bytesIn, &totalIn) ||
             __builtin_add_overflow(totalOut, entry.bytesOut, &totalOut))
             qFatal("data usage: the totals overflow");
     }
-    printLine(out, QStringLiteral("total"), amountText(totalIn), amountText(totalOut));
+    printLine(out, QStringLiteral("total"), SpeedText::binaryAmountText(totalIn),
+              SpeedText::binaryAmountText(totalOut));
     std::fflush(out);
     return 0;
 }

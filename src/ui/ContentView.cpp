@@ -146,9 +146,9 @@ ContentView::ContentView(Sources sources, QWidget* parent)
     for (StockView_T* stock : {topStock_.get(), btmStock_.get()}) {
         stock->length = kStockLength;
         stock->cornerRadius = kStockCornerRadius;
-        stock->setAnimated(true);
-        // A sparkline step redraws only the sparkline's own box; the animation asks for a
-        // frame every few milliseconds after each tick.
+        // No easing here: the window is on screen all day, and the frames of an eased step
+        // cost about three times what the once-a-second redraw costs (the panel, open for
+        // moments, eases its curves). A step redraws only the sparkline's own box.
         connect(stock, &StockView_T::needsDisplay, this,
                 [this, stock] { QWidget::update(stockBox(*stock)); });
     }

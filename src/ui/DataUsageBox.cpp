@@ -1,5 +1,7 @@
 #include "DataUsageBox.h"
 
+#include "network/SpeedText.h"
+
 #include "HomeStyle.h"
 #include "settings/Language.h"
 #include "settings/NotificationCenter.h"
@@ -76,15 +78,7 @@ DataUsageBox::DataUsageBox(DataUsageProvider* provider, QWidget* parent)
 }
 
 QString DataUsageBox::amountText(int64_t kb) {
-    int64_t bytes = 0;
-    if (__builtin_mul_overflow(kb, int64_t(1024), &bytes))
-        bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
-    // Base 1024 with the traditional labels, in the C locale for the decimal point; the
-    // kilobyte reads "KB" as everywhere else in the app.
-    QString text = QLocale::c().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
-    if (text.endsWith(QLatin1String(" kB")))
-        text.replace(text.size() - 2, 1, QLatin1Char('K'));
-    return text;
+    return SpeedText::binaryAmountText(kb);
 }
 
 std::vector<QRectF> DataUsageBox::barFrames(const QRectF& chart,
