@@ -91,6 +91,27 @@ colours=$(/usr/bin/python3 "$menubar/xwd_tool.py" colours "$work/open.xwd" "$px"
 echo "colours in the panel: $colours"
 [ "$colours" -ge 40 ] || fail "the panel window shows nearly nothing ($colours colours)"
 
+# The info button (with a network) slides the status page in; its back button slides it out.
+mode=$("$app" --monitor --json --ticks 1 2>/dev/null | grep -o '"netMode":[0-9]' | cut -d: -f2)
+if [ "${mode:-0}" != 0 ]; then
+  region="$px $py $pw $ph"
+  xdotool mousemove $((px + 16 + 244)) $((py + 4 + 34)) click 1
+  sleep 1.2
+  xwd -root -silent >"$work/status.xwd"
+  /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/status.xwd" "$work/panel-status-xfce.png" $region
+  xdotool mousemove $((px + 16 + 22)) $((py + 4 + 22)) click 1
+  sleep 1.2
+  xwd -root -silent >"$work/back.xwd"
+  moved=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/open.xwd" "$work/status.xwd" $((py + ph)))
+  back=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/open.xwd" "$work/back.xwd" $((py + ph)))
+  echo "pixels changed by the status page: $moved, left changed after going back: $back"
+  [ "$moved" -gt 20000 ] || fail "the info button did not bring the status page"
+  [ "$back" -lt $((moved / 4)) ] || fail "the back button did not bring the home page back"
+  wait_panel shown || fail "the panel closed while paging"
+else
+  echo "no network here: the status page step is left out"
+fi
+
 xdotool mousemove 200 600 click 1
 wait_panel hidden || fail "a click elsewhere did not close the panel"
 sleep 0.4
