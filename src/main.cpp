@@ -27,7 +27,9 @@ int main(int argc, char** argv) {
         std::printf("%s\n", qPrintable(CommandLine::usage()));
         return 0;
     case CommandLine::Mode::Monitor:
-        return runMonitorMode(argc, argv, MonitorOptions{command.json, command.ticks});
+        return runMonitorMode(
+            argc, argv,
+            MonitorOptions{command.json, command.ticks, command.waybar, command.format});
     case CommandLine::Mode::Set:
         return runSetCommand(argc, argv, command.assignments);
     case CommandLine::Mode::Usage:

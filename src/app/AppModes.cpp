@@ -74,7 +74,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
 
     std::unique_ptr<MonitorPrinter> printer;
     if (printing) {
-        printer = std::make_unique<MonitorPrinter>(printing->json, printing->ticks);
+        printer = std::make_unique<MonitorPrinter>(*printing);
         if (auto source = cpuRateSource())
             printer->setCpuRateSource(std::move(source));
         QObject::connect(printer.get(), &MonitorPrinter::finished, app,
@@ -148,12 +148,13 @@ void RemoteTickPrinter::onTick(const QString& line) {
     if (done())
         return;
     QByteArray text = line.toUtf8();
-    if (!options_.json) {
+    // The instance's own JSON line passes as it is; every other form is made from it.
+    if (!options_.json || options_.waybar || !options_.format.isEmpty()) {
         std::optional<QString> cpuRate;
         const auto record = AppService::activityFromJsonLine(text, &cpuRate);
         if (!record)
             return;
-        text = MonitorPrinter::textLine(*record, cpuRate);
+        text = MonitorPrinter::line(*record, cpuRate, options_);
     }
     std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
     std::fputc('\n', out_);

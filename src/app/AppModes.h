@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/MonitorPrinter.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -8,11 +10,6 @@
 
 // The long-running modes of `lumenstat` and `--set`. Each creates its own application
 // object from argc/argv and returns the process's exit status.
-
-struct MonitorOptions {
-    bool json = false;
-    long ticks = 0; // 0: run until stopped
-};
 
 // Plain `lumenstat`: with a display the tray app, without one the headless monitor. When
 // an instance already runs on the session bus, asks it to show its panel and returns 0.

@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "MonitorPrinter.h"
+
 #include <QRegularExpression>
 
 #include <limits>
@@ -16,7 +18,8 @@ CommandLine failed(const QString& message) {
 
 QString CommandLine::usage() {
     return QStringLiteral(
-        "usage: lumenstat [--show] [--monitor [--ticks N] [--json]] [--set key=value]...\n"
+        "usage: lumenstat [--show] [--monitor [--ticks N] [--json | --waybar] [--format T]]\n"
+        "       lumenstat --set key=value...\n"
         "       lumenstat --battery | --usage [today|24h] | --render-styles DIR [options]\n"
         "\n"
         "  (no option)      start the tray app; without a display, the headless monitor.\n"
@@ -26,6 +29,10 @@ QString CommandLine::usage() {
         "                   Lumenstat already runs, print that instance's ticks instead\n"
         "  --ticks N        stop after N lines\n"
         "  --json           print one JSON object per line\n"
+        "  --waybar         print Waybar custom-module JSON (text, tooltip, class)\n"
+        "  --format T       print the template T per line (polybar and others; with\n"
+        "                   --waybar, the module's text): {up} {down} {total} {up_total}\n"
+        "                   {down_total} {cpu} {ssid} {ip} {mode} {time}, {{ for a brace\n"
         "  --set key=value  change a setting of the running instance (or of the settings\n"
         "                   file when none runs). The value is typed: true/false, an\n"
         "                   integer, a decimal number, a JSON array or object, a \"quoted\"\n"
@@ -73,6 +80,17 @@ CommandLine CommandLine::parse(const QStringList& args) {
             monitor = true;
         } else if (a == QLatin1String("--json")) {
             c.json = true;
+        } else if (a == QLatin1String("--waybar")) {
+            c.waybar = true;
+        } else if (a == QLatin1String("--format")) {
+            if (i + 1 >= args.size())
+                return failed(QStringLiteral("--format needs a template"));
+            c.format = args[++i];
+            const QString error = MonitorPrinter::formatError(c.format);
+            if (!error.isEmpty() || c.format.isEmpty())
+                return failed(
+                    QStringLiteral("--format \"%1\": %2")
+                        .arg(c.format, error.isEmpty() ? QStringLiteral("empty") : error));
         } else if (a == QLatin1String("--ticks")) {
             if (i + 1 >= args.size())
                 return failed(QStringLiteral("--ticks needs a whole number"));
@@ -111,14 +129,17 @@ CommandLine CommandLine::parse(const QStringList& args) {
         }
     }
 
+    const bool printing = c.json || c.waybar || !c.format.isEmpty();
+    if (c.json && (c.waybar || !c.format.isEmpty()))
+        return failed(QStringLiteral("--json cannot be combined with --waybar or --format"));
     if (!c.assignments.isEmpty()) {
-        if (monitor || c.json || sawTicks)
+        if (monitor || printing || sawTicks)
             return failed(QStringLiteral("--set cannot be combined with --monitor"));
         c.mode = Mode::Set;
         return c;
     }
-    // --json and --ticks only make sense for the monitor, so they imply it.
-    if (monitor || c.json || sawTicks)
+    // The output options and --ticks only make sense for the monitor, so they imply it.
+    if (monitor || printing || sawTicks)
         c.mode = Mode::Monitor;
     return c;
 }

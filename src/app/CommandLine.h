@@ -7,7 +7,7 @@
 //
 //   lumenstat                          the tray app (headless monitor without a display)
 //   lumenstat --show                   the tray app with its panel open
-//   lumenstat --monitor [--ticks N] [--json]
+//   lumenstat --monitor [--ticks N] [--json | --waybar] [--format TEMPLATE]
 //   lumenstat --set key=value [--set key=value ...]
 //   lumenstat --battery
 //   lumenstat --usage [today|24h]
@@ -19,6 +19,8 @@ struct CommandLine {
     Mode mode = Mode::App;
     bool json = false;
     bool showPanel = false;  // --show
+    bool waybar = false;     // --waybar
+    QString format;          // --format TEMPLATE
     long ticks = 0;          // 0: no limit
     QStringList assignments; // "key=value" of every --set, in order
     QStringList rest;        // the words after --usage or --render-styles

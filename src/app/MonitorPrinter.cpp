@@ -28,10 +28,134 @@ const char* modeName(int mode) {
     }
 }
 
+QString speed(uint64_t kb) {
+    const auto text = SpeedText::adaptive(kb);
+    return text.value + QLatin1Char(' ') + text.unit;
+}
+
+QString cpuText(const std::optional<QString>& cpuRate) {
+    if (!cpuRate || cpuRate->isEmpty() || *cpuRate == QLatin1String("--"))
+        return QStringLiteral("--");
+    return *cpuRate + QLatin1Char('%');
+}
+
+// The value of one placeholder; absent for a name that is none.
+std::optional<QString> placeholder(QStringView name, const ActivityObject& r,
+                                   const std::optional<QString>& cpuRate) {
+    if (name == u"up")
+        return speed(r.paceActivities.up);
+    if (name == u"down")
+        return speed(r.paceActivities.down);
+    if (name == u"total")
+        return speed(r.paceActivities.up + r.paceActivities.down);
+    if (name == u"up_total")
+        return SpeedText::dataVolumeText(r.netActivities.up);
+    if (name == u"down_total")
+        return SpeedText::dataVolumeText(r.netActivities.down);
+    if (name == u"cpu")
+        return cpuText(cpuRate);
+    if (name == u"ssid")
+        return r.ssid.value_or(QString());
+    if (name == u"ip")
+        return r.IPLocation.value_or(QString());
+    if (name == u"mode")
+        return QString::fromLatin1(modeName(r.netMode));
+    if (name == u"time")
+        return r.time;
+    return std::nullopt;
+}
+
+// Expands format; error (when given) receives why it cannot be expanded.
+QString expand(const QString& format, const ActivityObject& r,
+               const std::optional<QString>& cpuRate, QString* error) {
+    QString out;
+    for (qsizetype i = 0; i < format.size(); ++i) {
+        const QChar c = format[i];
+        if (c == QLatin1Char('{') && i + 1 < format.size() && format[i + 1] == QLatin1Char('{')) {
+            out += c;
+            ++i;
+            continue;
+        }
+        if (c == QLatin1Char('}') && i + 1 < format.size() && format[i + 1] == QLatin1Char('}')) {
+            out += c;
+            ++i;
+            continue;
+        }
+        if (c != QLatin1Char('{')) {
+            out += c;
+            continue;
+        }
+        const qsizetype end = format.indexOf(QLatin1Char('}'), i + 1);
+        if (end < 0) {
+            if (error)
+                *error = QStringLiteral("a \"{\" without its \"}\" (write \"{{\" for a brace)");
+            return out;
+        }
+        const QStringView name = QStringView(format).mid(i + 1, end - i - 1);
+        const std::optional<QString> value = placeholder(name, r, cpuRate);
+        if (!value) {
+            if (error)
+                *error = QStringLiteral("unknown placeholder {%1} (known: {up} {down} {total} "
+                                        "{up_total} {down_total} {cpu} {ssid} {ip} {mode} {time})")
+                             .arg(name);
+            return out;
+        }
+        out += *value;
+        i = end;
+    }
+    return out;
+}
+
 } // namespace
 
-MonitorPrinter::MonitorPrinter(bool json, long maxTicks, std::FILE* out, QObject* parent)
-    : QObject(parent), json_(json), maxTicks_(maxTicks), out_(out) {}
+MonitorPrinter::MonitorPrinter(MonitorOptions options, std::FILE* out, QObject* parent)
+    : QObject(parent), options_(std::move(options)), maxTicks_(options_.ticks), out_(out) {}
+
+QString MonitorPrinter::formatError(const QString& format) {
+    QString error;
+    expand(format, ActivityObject(), std::nullopt, &error);
+    return error;
+}
+
+QByteArray MonitorPrinter::templateLine(const ActivityObject& record,
+                                        const std::optional<QString>& cpuRate,
+                                        const QString& format) {
+    return expand(format, record, cpuRate, nullptr).toUtf8();
+}
+
+QByteArray MonitorPrinter::waybarLine(const ActivityObject& r,
+                                      const std::optional<QString>& cpuRate,
+                                      const QString& format) {
+    const QString text = format.isEmpty()
+                             ? QStringLiteral("\u2191 %1  \u2193 %2")
+                                   .arg(speed(r.paceActivities.up), speed(r.paceActivities.down))
+                             : expand(format, r, cpuRate, nullptr);
+    QString tooltip = QString::fromLatin1(modeName(r.netMode));
+    if (r.ssid && !r.ssid->isEmpty())
+        tooltip += QStringLiteral(": ") + *r.ssid;
+    if (r.IPLocation)
+        tooltip += QStringLiteral(" (") + *r.IPLocation + QLatin1Char(')');
+    tooltip += QStringLiteral("\nUp %1, down %2\nTotal up %3, down %4")
+                   .arg(speed(r.paceActivities.up), speed(r.paceActivities.down),
+                        SpeedText::dataVolumeText(r.netActivities.up),
+                        SpeedText::dataVolumeText(r.netActivities.down));
+    if (cpuRate)
+        tooltip += QStringLiteral("\nCPU ") + cpuText(cpuRate);
+    const char* cls = r.netMode == 1 ? "local" : r.netMode == 2 ? "wwan" : "offline";
+    const nlohmann::json j = {
+        {"text", text.toStdString()}, {"tooltip", tooltip.toStdString()}, {"class", cls}};
+    return QByteArray::fromStdString(
+        j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+QByteArray MonitorPrinter::line(const ActivityObject& record, const std::optional<QString>& cpuRate,
+                                const MonitorOptions& options) {
+    if (options.waybar)
+        return waybarLine(record, cpuRate, options.format);
+    if (!options.format.isEmpty())
+        return templateLine(record, cpuRate, options.format);
+    return options.json ? jsonLine(record, cpuRate) : textLine(record, cpuRate);
+}
 
 QByteArray MonitorPrinter::textLine(const ActivityObject& r,
                                     const std::optional<QString>& cpuRate) {
@@ -89,8 +213,8 @@ void MonitorPrinter::networkActivityDidUpdate(const ActivityRecord& record) {
     std::optional<QString> cpuRate;
     if (cpuRateSource_)
         cpuRate = cpuRateSource_();
-    const QByteArray line = json_ ? jsonLine(*record, cpuRate) : textLine(*record, cpuRate);
-    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), out_);
+    const QByteArray text = line(*record, cpuRate, options_);
+    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
     std::fputc('\n', out_);
     std::fflush(out_);
     ++ticks_;

@@ -35,6 +35,26 @@ TEST(AppServiceTickLine, ReadsBackToTheSameTextLineAndRefusesJunk) {
     EXPECT_FALSE(cpu.has_value()) << "a line without CPU load has none";
     EXPECT_FALSE(AppService::activityFromJsonLine("not json", &cpu));
     EXPECT_FALSE(AppService::activityFromJsonLine("[1,2]", &cpu));
+
+    // Status-bar forms made from the same record (what a follower prints from a Tick line).
+    EXPECT_EQ(MonitorPrinter::templateLine(*back, QString("42"),
+                                           "{up}|{down}|{total} {{{ssid}}} {cpu} "
+                                           "{mode} {up_total}"),
+              QString::fromUtf8("1.00 MB/s|3 KB/s|1.00 MB/s {Café \"net\"} 42% Wi-Fi/LAN "
+                                "20.0 TB")
+                  .toUtf8());
+    const Json waybar =
+        Json::parse(MonitorPrinter::waybarLine(*back, std::nullopt, "").toStdString());
+    EXPECT_EQ(waybar["class"], "local");
+    EXPECT_EQ(waybar["text"], "\u2191 1.00 MB/s  \u2193 3 KB/s");
+    EXPECT_NE(waybar["tooltip"].get<std::string>().find("192.168.1.20"), std::string::npos);
+    r.netMode = 0;
+    EXPECT_EQ(
+        Json::parse(MonitorPrinter::waybarLine(r, QString("42"), "{cpu}").toStdString())["text"],
+        "42%");
+    for (const char* bad : {"{nope}", "{up", "cpu {cpu} {}"})
+        EXPECT_FALSE(MonitorPrinter::formatError(bad).isEmpty()) << bad;
+    EXPECT_TRUE(MonitorPrinter::formatError("{{}} {time}").isEmpty());
 }
 
 TEST(AppServiceConversion, JsonValuesBecomeDBusFriendlyVariantsAndBack) {

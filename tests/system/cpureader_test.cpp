@@ -138,7 +138,9 @@ TEST(MonitorCpuLoad, LinesCarryTheLoadTheReaderGives) {
     CPUReader reader(source);
     reader.reload();
     std::FILE* out = std::tmpfile();
-    MonitorPrinter printer(true, 0, out);
+    MonitorOptions options;
+    options.json = true;
+    MonitorPrinter printer(options, out);
     printer.setCpuRateSource([&reader] {
         reader.reload();
         return reader.cpuRate();
