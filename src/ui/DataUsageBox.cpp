@@ -23,17 +23,13 @@ constexpr qreal kChartGap = 12;
 
 // Three stacked bars in a rounded square: the per-app usage page.
 QIcon appsIcon(const QColor& colour) {
-    QPixmap pixmap(40, 40);
-    pixmap.setDevicePixelRatio(2);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(colour, 1.5));
-    p.drawRoundedRect(QRectF(2.75, 2.75, 14.5, 14.5), 3.5, 3.5);
-    p.setPen(QPen(colour, 1.5, Qt::SolidLine, Qt::RoundCap));
-    for (qreal y : {7.0, 10.0, 13.0})
-        p.drawLine(QPointF(6.5, y), QPointF(13.5, y));
-    return QIcon(pixmap);
+    return HomeStyle::drawnIcon(QSizeF(20, 20), [&](QPainter& p) {
+        p.setPen(QPen(colour, 1.5));
+        p.drawRoundedRect(QRectF(2.75, 2.75, 14.5, 14.5), 3.5, 3.5);
+        p.setPen(QPen(colour, 1.5, Qt::SolidLine, Qt::RoundCap));
+        for (qreal y : {7.0, 10.0, 13.0})
+            p.drawLine(QPointF(6.5, y), QPointF(13.5, y));
+    });
 }
 
 int64_t saturatedSum(int64_t a, int64_t b) {

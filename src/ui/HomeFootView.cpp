@@ -10,15 +10,7 @@
 
 namespace {
 
-QIcon drawnIcon(QSizeF size, const std::function<void(QPainter&)>& draw) {
-    QPixmap pixmap((size * 2).toSize());
-    pixmap.setDevicePixelRatio(2);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    draw(p);
-    return QIcon(pixmap);
-}
+using HomeStyle::drawnIcon;
 
 // A screen with a small window in its lower right corner.
 QIcon pipIcon(const QColor& colour) {

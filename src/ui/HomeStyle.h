@@ -4,12 +4,27 @@
 #include "settings/DynamicAppearance.h"
 
 #include <QFontMetricsF>
+#include <QIcon>
 #include <QPainter>
+#include <QPixmap>
 #include <QString>
+
+#include <functional>
 
 // Drawing pieces the boxes of the home page share: the small headings and text that is
 // narrowed rather than cut when a translation runs long.
 namespace HomeStyle {
+
+// An icon of size points drawn by draw at twice the resolution, on a clear background.
+inline QIcon drawnIcon(QSizeF size, const std::function<void(QPainter&)>& draw) {
+    QPixmap pixmap((size * 2).toSize());
+    pixmap.setDevicePixelRatio(2);
+    pixmap.fill(Qt::transparent);
+    QPainter p(&pixmap);
+    p.setRenderHint(QPainter::Antialiasing);
+    draw(p);
+    return QIcon(pixmap);
+}
 
 inline constexpr int kMargin = 12;
 

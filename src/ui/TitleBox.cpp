@@ -13,18 +13,14 @@ namespace {
 
 // A circled "i", 20 points, in colour.
 QIcon infoIcon(const QColor& colour) {
-    QPixmap pixmap(40, 40);
-    pixmap.setDevicePixelRatio(2);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(colour, 1.5));
-    p.drawEllipse(QRectF(1.75, 1.75, 16.5, 16.5));
-    p.setPen(Qt::NoPen);
-    p.setBrush(colour);
-    p.drawEllipse(QRectF(9, 5.2, 2, 2));
-    p.drawRoundedRect(QRectF(9.1, 8.6, 1.8, 6.6), 0.9, 0.9);
-    return QIcon(pixmap);
+    return HomeStyle::drawnIcon(QSizeF(20, 20), [&](QPainter& p) {
+        p.setPen(QPen(colour, 1.5));
+        p.drawEllipse(QRectF(1.75, 1.75, 16.5, 16.5));
+        p.setPen(Qt::NoPen);
+        p.setBrush(colour);
+        p.drawEllipse(QRectF(9, 5.2, 2, 2));
+        p.drawRoundedRect(QRectF(9.1, 8.6, 1.8, 6.6), 0.9, 0.9);
+    });
 }
 
 } // namespace

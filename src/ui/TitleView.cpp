@@ -1,5 +1,6 @@
 #include "TitleView.h"
 
+#include "HomeStyle.h"
 #include "menubar/MenuDrawing.h"
 #include "settings/DynamicAppearance.h"
 
@@ -11,18 +12,14 @@ namespace {
 
 // A left-pointing chevron, 2 points wide, in a 24 x 24 box.
 QIcon chevronIcon(const QColor& colour) {
-    QPixmap pixmap(48, 48);
-    pixmap.setDevicePixelRatio(2);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    QPainterPath path;
-    path.moveTo(14.5, 5.5);
-    path.lineTo(8, 12);
-    path.lineTo(14.5, 18.5);
-    p.setPen(QPen(colour, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    p.drawPath(path);
-    return QIcon(pixmap);
+    return HomeStyle::drawnIcon(QSizeF(24, 24), [&](QPainter& p) {
+        QPainterPath path;
+        path.moveTo(14.5, 5.5);
+        path.lineTo(8, 12);
+        path.lineTo(14.5, 18.5);
+        p.setPen(QPen(colour, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        p.drawPath(path);
+    });
 }
 
 } // namespace
