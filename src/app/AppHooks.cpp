@@ -1,5 +1,6 @@
 #include "AppHooks.h"
 
+#include "app/LoginHelper.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "network/DataUsageProvider.h"
 #include "power/BatteryHealthLogger.h"
@@ -15,7 +16,6 @@
 #include "ui/HomePanel.h"
 
 // Components that are not part of this build yet keep their hooks empty:
-//   launch at login      setAutoLoginEnabled
 //   battery              load/updateBatteryMenuBarItemIfNeed
 //   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
@@ -24,6 +24,7 @@
 //                        reloadDataUsageWidget
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
+    h.setAutoLoginEnabled = [](bool enabled) { LoginHelper::setAutoLoginEnabled(enabled); };
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
     h.dataUsageStart = [] { DataUsageProvider::shared().start(); };
     h.dataUsageNotifyMacWentOff = [] { DataUsageProvider::shared().notifyMacWentOff(); };
