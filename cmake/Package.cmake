@@ -12,8 +12,6 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME lumenstat)
 set(CPACK_PACKAGE_VENDOR Quillfern)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "network speed, battery, CPU and disk in the panel")
-set(CPACK_PACKAGE_HOMEPAGE_URL "")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -25,10 +23,10 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(_same_version "lumenstat (= ${PROJECT_VERSION})")
 
+# The app's package. Its fields are also the defaults of the other packages, which override
+# them, and they are what a build with no plug-ins (one component only) packages.
 set(CPACK_DEBIAN_LUMENSTAT_PACKAGE_NAME lumenstat)
-set(CPACK_DEBIAN_LUMENSTAT_PACKAGE_SUGGESTS
-    "lumenstat-xfce, lumenstat-plasma, gnome-shell-extension-lumenstat, gnome-shell-extension-appindicator")
-set(CPACK_COMPONENT_LUMENSTAT_DESCRIPTION
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "network speed, battery, CPU and disk in the panel
 Lumenstat is a light tray monitor for one user's desktop: live upload and
 download speed in the panel, running totals of the data moved, battery, CPU
@@ -41,25 +39,39 @@ speeds on a terminal and for status bars such as Waybar and polybar.")
 set(CPACK_DEBIAN_XFCE_PACKAGE_NAME lumenstat-xfce)
 set(CPACK_DEBIAN_XFCE_PACKAGE_DEPENDS "${_same_version}")
 set(CPACK_DEBIAN_XFCE_PACKAGE_RECOMMENDS xfce4-panel)
-set(CPACK_COMPONENT_XFCE_DESCRIPTION "Lumenstat's faces in the XFCE panel
+set(CPACK_DEBIAN_XFCE_DESCRIPTION "Lumenstat's faces in the XFCE panel
 Panel plug-ins for xfce4-panel that show Lumenstat's network, battery, CPU
 and storage items at full width.")
 
 set(CPACK_DEBIAN_PLASMA_PACKAGE_NAME lumenstat-plasma)
 set(CPACK_DEBIAN_PLASMA_PACKAGE_DEPENDS "${_same_version}")
 set(CPACK_DEBIAN_PLASMA_PACKAGE_RECOMMENDS plasma-workspace)
-set(CPACK_COMPONENT_PLASMA_DESCRIPTION "Lumenstat's faces in the KDE Plasma panel
+set(CPACK_DEBIAN_PLASMA_DESCRIPTION "Lumenstat's faces in the KDE Plasma panel
 Plasma applets that show Lumenstat's items at full width in a Plasma panel.")
 
 set(CPACK_DEBIAN_GNOME_PACKAGE_NAME gnome-shell-extension-lumenstat)
 set(CPACK_DEBIAN_GNOME_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_GNOME_PACKAGE_DEPENDS "${_same_version}, gnome-shell (>= 43)")
-set(CPACK_COMPONENT_GNOME_DESCRIPTION "Lumenstat's faces in the GNOME Shell top bar
+set(CPACK_DEBIAN_GNOME_DESCRIPTION "Lumenstat's faces in the GNOME Shell top bar
 A GNOME Shell extension that shows Lumenstat's items in the top bar.")
 
 set(CPACK_DEBIAN_PLUGINS_PACKAGE_NAME lumenstat-plugins)
 set(CPACK_DEBIAN_PLUGINS_PACKAGE_DEPENDS "${_same_version}")
-set(CPACK_COMPONENT_PLUGINS_DESCRIPTION "Lumenstat's panel plug-ins
+set(CPACK_DEBIAN_PLUGINS_DESCRIPTION "Lumenstat's panel plug-ins
 Plug-ins that show Lumenstat's items at full width inside desktop panels.")
+
+# The app suggests the plug-in packages this build makes, and the AppIndicator extension
+# through which GNOME shows the tray item without Lumenstat's own extension.
+set(_suggests gnome-shell-extension-appindicator)
+get_cmake_property(_components COMPONENTS)
+foreach(_component IN LISTS _components)
+  string(TOUPPER ${_component} _upper)
+  if(NOT _component STREQUAL "lumenstat" AND DEFINED CPACK_DEBIAN_${_upper}_PACKAGE_NAME)
+    list(PREPEND _suggests ${CPACK_DEBIAN_${_upper}_PACKAGE_NAME})
+    # The plug-ins' packages suggest nothing.
+    set(CPACK_DEBIAN_${_upper}_PACKAGE_SUGGESTS "")
+  endif()
+endforeach()
+list(JOIN _suggests ", " CPACK_DEBIAN_PACKAGE_SUGGESTS)
 
 include(CPack)
