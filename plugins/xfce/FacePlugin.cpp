@@ -24,6 +24,8 @@ FacePlugin::FacePlugin(XfcePanelPlugin* plugin, const char* item)
     : plugin_(plugin), area_(gtk_drawing_area_new()), client_(item, [this] { faceChanged(); }) {
     xfce_panel_plugin_set_small(plugin_, FALSE);
     gtk_container_add(GTK_CONTAINER(plugin_), area_);
+    // Clicks anywhere on the face reach the plug-in (ours, and the panel's menu).
+    gtk_event_box_set_above_child(GTK_EVENT_BOX(plugin_), TRUE);
     gtk_widget_show(area_);
     gtk_widget_set_no_show_all(GTK_WIDGET(plugin_), TRUE);
     gtk_widget_hide(GTK_WIDGET(plugin_));
@@ -117,6 +119,10 @@ gboolean FacePlugin::onDraw(GtkWidget* widget, cairo_t* cr, gpointer data) {
     const Face& face = self->client_.face();
     if (face.surface == nullptr)
         return FALSE;
+    // The theme's background for this plug-in (none by default), under the face.
+    gtk_render_background(gtk_widget_get_style_context(GTK_WIDGET(self->plugin_)), cr, 0, 0,
+                          gtk_widget_get_allocated_width(widget),
+                          gtk_widget_get_allocated_height(widget));
     const double s = self->shrink();
     const double x = std::round((gtk_widget_get_allocated_width(widget) - face.width * s) / 2);
     const double y = std::round((gtk_widget_get_allocated_height(widget) - face.height * s) / 2);

@@ -59,12 +59,19 @@ panel_prefix=(unshare "${unshare_flags[@]}" sh -c
   'mount --bind "$1" "$2" && mount --bind "$3" "$4" && shift 4 && exec "$@"' mount-plugins
   "$work/lib" "$system_lib" "$work/share" "$system_share")
 
-# The face between two expanding separators, so the app's panel can hang centred under it.
-# The theme gives the plug-in its own background and text colour to find it by.
-bg=ff00ff ink=00c000
+# The face between two expanding separators, so the app's panel can hang centred under it, on
+# a dark panel whose theme gives the plug-in light text and a background of its own to find
+# its area by.
+bg=2f353b ink=e8eaed
 panel_plugins=(separator lumenstat-network separator)
-separators() { panel_item 1 expand bool true; panel_item 3 expand bool true; }
-panel_setup=separators
+dark_panel() {
+  local i
+  for i in 1 3; do panel_item "$i" expand bool true; panel_item "$i" style uint 0; done
+  xfconf-query -c xfce4-panel -p /panels/panel-1/background-style -n -t uint -s 1
+  xfconf-query -c xfce4-panel -p /panels/panel-1/background-rgba -n -a \
+    -t double -s 0.133 -t double -s 0.149 -t double -s 0.169 -t double -s 1
+}
+panel_setup=dark_panel
 export XDG_CONFIG_HOME="$work/config"
 mkdir -p "$XDG_CONFIG_HOME/gtk-3.0" "$XDG_CONFIG_HOME/lumenstat"
 echo "#lumenstat-network-2 { background-color: #$bg; color: #$ink; }" \
@@ -112,7 +119,8 @@ wait_area "$width" || fail "the plug-in's area is '${aw:-none}' px wide, expecte
 echo "plug-in at $ax,$ay size ${aw}x$ah on a $bar_height px panel"
 [ "$ay" -eq 0 ] && [ "$ah" -eq "$bar_height" ] || fail "the plug-in does not fill the panel's height"
 mv "$work/now.xwd" "$work/wide.xwd"
-/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/wide.xwd" "$work/xfce-plugin.png" 0 0 1024 "$bar_height"
+/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/wide.xwd" "$work/xfce-plugin.png" \
+  $((ax + aw / 2 - 200)) 0 400 "$bar_height"
 inked=$(/usr/bin/python3 "$menubar/xwd_tool.py" count "$work/wide.xwd" "$ax" "$ay" "$aw" "$ah" "$ink" 24)
 echo "pixels in the panel's text colour: $inked"
 [ "$inked" -ge 30 ] || fail "the face carries no ink in the panel's text colour"
@@ -131,6 +139,16 @@ wait_area "$narrow" || fail "the plug-in did not follow the style: ${aw:-none} p
 "$app" --set app.netMenu.boxType=4 >/dev/null
 wait_area "$width" || fail "the plug-in did not come back to the wide style"
 
+# A thinner panel: the face is drawn at the panel's height, narrower by as much.
+xfconf-query -c xfce4-panel -p /panels/panel-1/size -s 20
+read -r thin _ <<<"$(face 20)"
+echo "the wide style's face on a 20 px panel: ${thin:-none} px"
+[ -n "$thin" ] && [ "$thin" -lt "$width" ] || fail "no narrower face for a 20 px panel"
+wait_area "$thin" || fail "the plug-in did not follow the panel's size: ${aw:-none} px, expected $thin"
+[ "$ah" -eq 20 ] || fail "the plug-in is $ah px high on a 20 px panel"
+xfconf-query -c xfce4-panel -p /panels/panel-1/size -s "$bar_height"
+wait_area "$width" || fail "the plug-in did not come back to the panel's first size"
+
 # A click hangs the app's panel from the plug-in's bottom edge, centred under it.
 panel_geometry() {
   local id
@@ -148,6 +166,10 @@ done
 [ -n "$g" ] || fail "a click on the plug-in did not open the app's panel"
 read -r px py pw ph <<<"$g"
 echo "app panel at $px,$py size ${pw}x$ph"
+sleep 1 # its first frames
+shot open
+/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/open.xwd" "$work/xfce-plugin-panel.png" \
+  $((px - 40)) 0 $((pw + 80)) $((py + ph + 10))
 centre=$((ax + aw / 2))
 [ $((px + pw / 2 - centre)) -le 1 ] && [ $((centre - px - pw / 2)) -le 1 ] ||
   fail "the app's panel is centred at $((px + pw / 2)), the plug-in at $centre"
