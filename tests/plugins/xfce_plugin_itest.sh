@@ -79,7 +79,7 @@ echo "#lumenstat-network-2 { background-color: #$bg; color: #$ink; }" \
 # The floating window of a first start stays out of this test.
 echo '{"ASDidInitSettings": true, "com.quillfern.lumenstat.welcome": true}' \
   >"$XDG_CONFIG_HOME/lumenstat/settings.json"
-"$app" --set app.netMenu.boxType=4 >/dev/null || fail "--set failed before the start"
+"$app" --set app.netMenu.boxType=1 >/dev/null || fail "--set failed before the start"
 
 . "$menubar/xfce_panel_session.sh"
 start_xfce_panel 1024 600 || fail "the panel host did not start"
@@ -136,7 +136,7 @@ read -r narrow _ <<<"$(face "$bar_height")"
 echo "style 0's face: ${narrow:-none} px"
 [ -n "$narrow" ] && [ "$narrow" -ne "$width" ] || fail "style 0 has no face of another width"
 wait_area "$narrow" || fail "the plug-in did not follow the style: ${aw:-none} px, expected $narrow"
-"$app" --set app.netMenu.boxType=4 >/dev/null
+"$app" --set app.netMenu.boxType=1 >/dev/null
 wait_area "$width" || fail "the plug-in did not come back to the wide style"
 
 # A thinner panel: the face is drawn at the panel's height, narrower by as much.
