@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The network plug-in in the real xfce4-panel under Xvfb, fed by the real app on a private
-# session bus: the plug-in's area is the face's width and the panel's height, carries ink in the
-# panel's text colour, follows a change of style, and a click opens the app's panel hanging from
-# the plug-in. LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots. Skips (77) when the host or
-# the plug-in's build is missing.
+# session bus: nothing shows without the app; the plug-in's area is the face's width and the
+# panel's height and carries ink in the panel's text colour; it follows another style and a
+# thinner panel; a click opens the app's panel hanging centred under it, a second closes it; it
+# comes back with a restarted app. LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots.
+# Skips (77) when the host or the plug-in's build is missing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 menubar="$here/../menubar"
