@@ -126,12 +126,37 @@ inked=$(/usr/bin/python3 "$menubar/xwd_tool.py" count "$work/wide.xwd" "$ax" "$a
 echo "pixels in the panel's text colour: $inked"
 [ "$inked" -ge 30 ] || fail "the face carries no ink in the panel's text colour"
 
-# Updates arrive through the app's change signals: with time (a counted link's speeds) and at
-# once for another style, whose width the plug-in follows.
-sleep 2.5
-shot later
-ticks=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/wide.xwd" "$work/later.xwd" "$bar_height")
-echo "pixels changed over two ticks: $ticks ($(face "$bar_height" | cut -d' ' -f2-))"
+# Updates arrive through the app's change signals: new speeds while a counted link carries
+# traffic (datagrams towards a documentation address leave through the default route and are
+# dropped beyond it), and another style's width at once.
+if [ -n "$(ip route show default 2>/dev/null)" ]; then
+  /usr/bin/python3 - <<'PY' &
+import socket, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+end = time.time() + 3
+while time.time() < end:  # about 1 MB/s
+    for _ in range(15):
+        try:
+            s.sendto(b"x" * 1400, ("198.51.100.7", 9))
+        except OSError:
+            pass
+    time.sleep(0.02)
+PY
+  traffic_pid=$!; pids+=("$traffic_pid")
+  changed=0
+  for _ in $(seq 20); do
+    sleep 0.25; shot busy
+    changed=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/wide.xwd" "$work/busy.xwd" "$bar_height")
+    [ "$changed" -gt 20 ] && break
+  done
+  echo "pixels changed by traffic: $changed ($(face "$bar_height" | cut -d' ' -f2-))"
+  [ "$changed" -gt 20 ] || fail "the plug-in did not show new speeds during traffic"
+  /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/xfce-plugin.png" \
+    $((ax + aw / 2 - 200)) 0 400 "$bar_height"
+  wait "$traffic_pid"
+else
+  echo "no default route: the traffic step is left out"
+fi
 "$app" --set app.netMenu.boxType=0 >/dev/null || fail "--set failed while running"
 read -r narrow _ <<<"$(face "$bar_height")"
 echo "style 0's face: ${narrow:-none} px"
