@@ -153,7 +153,7 @@ PY
   [ "$changed" -gt 20 ] || fail "the plug-in did not show new speeds during traffic"
   /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/xfce-plugin.png" \
     $((ax + aw / 2 - 200)) 0 400 "$bar_height"
-  wait "$traffic_pid"
+  kill "$traffic_pid" 2>/dev/null; wait "$traffic_pid" 2>/dev/null
 else
   echo "no default route: the traffic step is left out"
 fi
