@@ -23,15 +23,6 @@ module="$plugins/lib/liblumenstat-network.so"
 if [ -z "$plugins" ] || [ ! -f "$module" ]; then
   echo "SKIP: the xfce4-panel plug-ins are not built (libxfce4panel-2.0-dev is missing)"; exit 77
 fi
-# xfce4-panel 4.18 reads plug-ins only from its own folders: the panel runs in a mount
-# namespace where those folders are copies holding the built plug-in beside the installed ones.
-system_lib=$(dirname "$(ls /usr/lib/*/xfce4/panel/plugins/libsystray.so \
-  /usr/lib/xfce4/panel/plugins/libsystray.so 2>/dev/null | head -n1)")
-system_share=/usr/share/xfce4/panel/plugins
-if [ ! -d "$system_lib" ] || [ ! -f "$system_share/systray.desktop" ]; then
-  echo "SKIP: xfce4-panel's plug-in folders are not found"; exit 77
-fi
-
 work=$(mktemp -d)
 pids=()
 cleanup() {
@@ -48,17 +39,8 @@ fail() {
   exit 1
 }
 
-mkdir -p "$work/lib" "$work/share"
-cp "$system_lib"/*.so "$module" "$work/lib/"
-cp "$system_share"/*.desktop "$plugins/share/xfce4/panel/plugins/lumenstat-network.desktop" \
-  "$work/share/"
-unshare_flags=(--mount)
-[ "$(id -u)" -eq 0 ] || unshare_flags+=(--map-current-user)
-unshare "${unshare_flags[@]}" true 2>/dev/null ||
-  { echo "FAIL: no mount namespace here (unshare ${unshare_flags[*]})"; exit 1; }
-panel_prefix=(unshare "${unshare_flags[@]}" sh -c
-  'mount --bind "$1" "$2" && mount --bind "$3" "$4" && shift 4 && exec "$@"' mount-plugins
-  "$work/lib" "$system_lib" "$work/share" "$system_share")
+. "$menubar/xfce_panel_session.sh"
+use_built_plugin "$plugins" network || fail "the built plug-in cannot be put where xfce4-panel looks"
 
 # The face between two expanding separators, so the app's panel can hang centred under it, on
 # a dark panel whose theme gives the plug-in light text and a background of its own to find
@@ -82,7 +64,6 @@ echo '{"ASDidInitSettings": true, "com.quillfern.lumenstat.welcome": true}' \
   >"$XDG_CONFIG_HOME/lumenstat/settings.json"
 "$app" --set app.netMenu.boxType=1 >/dev/null || fail "--set failed before the start"
 
-. "$menubar/xfce_panel_session.sh"
 start_xfce_panel 1024 600 || fail "the panel host did not start"
 bar_height=$(xfconf-query -c xfce4-panel -p /panels/panel-1/size)
 shot() { xwd -root -silent >"$work/$1.xwd"; }
