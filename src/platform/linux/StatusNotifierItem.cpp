@@ -7,6 +7,7 @@
 #include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDBusServiceWatcher>
+#include <QTimer>
 #include <QtEndian>
 
 #include <atomic>
@@ -140,6 +141,26 @@ void StatusNotifierItem::registerWithWatcher() {
     bus_.asyncCall(call);
     ++registrations_;
     registered_ = true;
+    // GNOME Shell's AppIndicator host reads the item's properties and, at about the same time,
+    // starts watching its name; when the watch answers second, it forgets Id and Menu, fails
+    // to read them again ("Argument two may not be null") and drops the item (one start in
+    // three to seven). Its second read comes a second later; announcing both properties
+    // before that puts them back.
+    QTimer::singleShot(400, this, &StatusNotifierItem::announceBasicProperties);
+}
+
+void StatusNotifierItem::announceBasicProperties() {
+    const auto* adaptor = findChild<StatusNotifierItemAdaptor*>();
+    if (!published_ || !adaptor)
+        return;
+    QDBusMessage signal = QDBusMessage::createSignal(
+        QString::fromLatin1(ItemPath), QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("PropertiesChanged"));
+    signal << QStringLiteral("org.kde.StatusNotifierItem")
+           << QVariantMap{{QStringLiteral("Id"), adaptor->id()},
+                          {QStringLiteral("Menu"), QVariant::fromValue(adaptor->menu())}}
+           << QStringList();
+    bus_.send(signal);
 }
 
 void StatusNotifierItem::onWatcherRegistered() {

@@ -100,6 +100,8 @@ private slots:
 
 private:
     void registerWithWatcher();
+    // Sends Id and Menu in a PropertiesChanged signal.
+    void announceBasicProperties();
 
     QDBusConnection bus_;
     QString id_;
