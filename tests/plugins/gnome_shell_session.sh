@@ -1,6 +1,7 @@
 # Sourced by the GNOME Shell tests: starts Xvfb, a private system bus, a session bus and
 # `gnome-shell --x11 --replace` with the given extensions enabled, for the folders under
-# $work. Extensions are copied from the folders passed after the screen size. Appends every
+# $work. Each argument after the screen size is an extension: a folder (copied into the
+# user's extensions) or the uuid of one installed on the system. Appends every
 # process to the caller's pids array and sets DISPLAY and shell_pid. Returns 1 (with the logs
 # on standard output) when a piece does not start. LUMENSTAT_TEST_DISPLAY picks the display
 # number (default: the first free one).
@@ -15,7 +16,7 @@ start_gnome_shell() {
 
   local uuids=() dir
   for dir in "$@"; do
-    cp -r "$dir" "$XDG_DATA_HOME/gnome-shell/extensions/"
+    [ -d "$dir" ] && cp -r "$dir" "$XDG_DATA_HOME/gnome-shell/extensions/"
     uuids+=("'$(basename "$dir")'")
   done
 
@@ -62,9 +63,16 @@ KEYS
     --address="unix:path=$work/system.sock" --nofork --nopidfile >/dev/null 2>&1 &
   pids+=("$!")
   export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$work/system.sock"
-  eval "$(dbus-daemon --session --fork --print-address=1 --print-pid=1 |
-    { read -r addr; read -r pid; echo "export DBUS_SESSION_BUS_ADDRESS='$addr'; bus_pid=$pid"; })"
-  pids+=("$bus_pid")
+  # Sockets with a path (not abstract ones), so a process in another network namespace can
+  # reach the bus.
+  dbus-daemon --config-file=/usr/share/dbus-1/session.conf \
+    --address="unix:path=$work/session.sock" --nofork --nopidfile >/dev/null 2>&1 &
+  pids+=("$!")
+  export DBUS_SESSION_BUS_ADDRESS="unix:path=$work/session.sock"
+  for _ in $(seq 50); do
+    [ -S "$work/session.sock" ] && [ -S "$work/system.sock" ] && break
+    sleep 0.1
+  done
 
   gnome-shell --x11 --replace >"$work/shell.log" 2>&1 &
   shell_pid=$!; pids+=("$shell_pid")
