@@ -75,7 +75,8 @@ pids+=("$!")
 # Waits until it shows and the pointer rests on it; leaves its box in $box ("X WIDTH").
 hover_item() {
   box=none
-  for _ in $(seq 40); do
+  local end=$((SECONDS + 20))
+  while [ "$SECONDS" -lt "$end" ]; do
     xwd -root -silent >"$work/$1.xwd"
     local right
     right=$(/usr/bin/python3 - "$work/$1.xwd" <<'PY'

@@ -51,7 +51,8 @@ pids+=("$!")
 # Waits until the face's box matches: wait_face WIDTH; leaves its numbers in $face.
 wait_face() {
   face=none
-  for _ in $(seq 60); do
+  local end=$((SECONDS + 20))
+  while [ "$SECONDS" -lt "$end" ]; do
     shot face
     face=$(bar marker "$work/face.xwd")
     [ "$face" != none ] && [ "$(echo "$face" | cut -d' ' -f3)" = "$1" ] && return 0

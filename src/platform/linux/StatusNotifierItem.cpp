@@ -142,11 +142,21 @@ void StatusNotifierItem::registerWithWatcher() {
     ++registrations_;
     registered_ = true;
     // GNOME Shell's AppIndicator host reads the item's properties and, at about the same time,
-    // starts watching its name; when the watch answers second, it forgets Id and Menu, fails
-    // to read them again ("Argument two may not be null") and drops the item (one start in
-    // three to seven). Its second read comes a second later; announcing both properties
-    // before that puts them back.
-    QTimer::singleShot(400, this, &StatusNotifierItem::announceBasicProperties);
+    // starts watching its name; when the watch answers second, it forgets Id and Menu and reads
+    // them again a second later in a way that fails unless they are back in its cache by then
+    // ("Argument two may not be null"; the item never shows, one start in three here).
+    // Announcing both every 300 ms for the first 3 s puts them back whenever that happens.
+    announcementsLeft_ = 10;
+    if (!announcer_) {
+        announcer_ = new QTimer(this);
+        announcer_->setInterval(300);
+        connect(announcer_, &QTimer::timeout, this, [this] {
+            announceBasicProperties();
+            if (--announcementsLeft_ <= 0)
+                announcer_->stop();
+        });
+    }
+    announcer_->start();
 }
 
 void StatusNotifierItem::announceBasicProperties() {
