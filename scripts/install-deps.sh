@@ -17,7 +17,7 @@ if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
   PACKAGES+=(xfce4-panel xfconf x11-apps x11-utils xdotool imagemagick
              libxfce4panel-2.0-dev libgtk-3-dev
              plasma-sdk plasma-workspace plasma-desktop qtbase5-dev qtdeclarative5-dev
-             libkf5plasma-dev extra-cmake-modules
+             libkf5plasma-dev extra-cmake-modules libglib2.0-bin
              gnome-shell gnome-shell-extension-prefs gnome-shell-extension-appindicator)
 fi
 

@@ -37,7 +37,47 @@ QString speedPair(const ActivityObject& a) {
     return QStringLiteral("\u2191 %1 %2  \u2193 %3 %4")
         .arg(up.value, up.unit, down.value, down.unit);
 }
+
+// One speed of the label, as wide as "888.8 MB/s" in any font with figures of one width: the
+// number is padded in front with figure spaces (U+2007, a digit's width) up to four digits and
+// a punctuation space (U+2008, a point's width) when it has no point; "K" is narrower than "M"
+// by about a quarter em, made up by a four-per-em space (U+2005).
+QString fixedWidthSpeed(const SpeedText::ValueAndUnit& speed) {
+    qsizetype digits = 0;
+    qsizetype points = 0;
+    for (const QChar c : speed.value) {
+        if (c.isDigit())
+            ++digits;
+        else if (c == QLatin1Char('.') || c == QLatin1Char(','))
+            ++points;
+    }
+    QString out;
+    if (!speed.unit.startsWith(QLatin1Char('M')))
+        out += QChar(0x2005);
+    if (points == 0)
+        out += QChar(0x2008);
+    if (digits < 4)
+        out += QString(4 - digits, QChar(0x2007));
+    return out + speed.value + QLatin1Char(' ') + speed.unit;
+}
 } // namespace
+
+QString StatusItem::fixedWidthLabel(uint64_t upKB, uint64_t downKB) {
+    return QStringLiteral("\u2191 %1  \u2193 %2")
+        .arg(fixedWidthSpeed(SpeedText::adaptive(upKB)),
+             fixedWidthSpeed(SpeedText::adaptive(downKB)));
+}
+
+QString StatusItem::labelGuide() {
+    return QStringLiteral("\u2191 888.8 MB/s  \u2193 888.8 MB/s");
+}
+
+QColor StatusItem::iconColour() const {
+    // GNOME's top bar is dark in both colour schemes.
+    if (barIsDark_)
+        return QColor(0xf2, 0xf2, 0xf2);
+    return NetMenuBox::labelColor();
+}
 
 StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* parent)
     : QObject(parent), bus_(bus), length_(length) {
@@ -55,6 +95,7 @@ StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* paren
     rendering_ = renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering),
                               sni_->watcherProcessName());
     labelShown_ = hostShowsLabel(sni_->watcherProcessName());
+    barIsDark_ = hostBarIsDark(sni_->watcherProcessName());
     NotificationCenter::defaultCenter().addObserver(
         this, QString::fromLatin1(SettingsKey::TrayRendering),
         [this](const Notification&) { updateRendering(); });
@@ -77,6 +118,10 @@ StatusItem::Rendering StatusItem::renderingFor(const QString& setting,
     return Rendering::Square;
 }
 
+bool StatusItem::hostBarIsDark(const QString& hostProcessName) {
+    return hostProcessName.compare(QLatin1String("gnome-shell"), Qt::CaseInsensitive) == 0;
+}
+
 bool StatusItem::hostShowsLabel(const QString& hostProcessName) {
     static const QStringList labelHosts = {QStringLiteral("gnome-shell"),
                                            QStringLiteral("indicator-application-service"),
@@ -89,10 +134,12 @@ void StatusItem::updateRendering() {
     const Rendering next =
         renderingFor(SettingsDomain::standard().stringValue(SettingsKey::TrayRendering), host);
     const bool label = hostShowsLabel(host);
-    if (next == rendering_ && label == labelShown_)
+    const bool dark = hostBarIsDark(host);
+    if (next == rendering_ && label == labelShown_ && dark == barIsDark_)
         return;
     rendering_ = next;
     labelShown_ = label;
+    barIsDark_ = dark;
     refresh();
 }
 
@@ -159,8 +206,8 @@ void StatusItem::setActivity(const ActivityObject& activity) {
         label_ = NetMenuBox::noNetworkText();
         toolTip_ = label_;
     } else {
-        label_ = speedPair(activity);
-        toolTip_ = label_;
+        label_ = fixedWidthLabel(activity.paceActivities.up, activity.paceActivities.down);
+        toolTip_ = speedPair(activity);
     }
 }
 
@@ -220,7 +267,7 @@ void StatusItem::refresh() {
         p.end();
     } else {
         // The same picture every second: compared by its shared data, not pixel by pixel.
-        next = cachedSquareIcon(static_cast<int>(std::lround(22 * dpr)), NetMenuBox::labelColor());
+        next = cachedSquareIcon(static_cast<int>(std::lround(22 * dpr)), iconColour());
     }
     const bool pixelsChanged =
         next.cacheKey() != image_.cacheKey() && (next.size() != image_.size() || next != image_);
@@ -229,13 +276,13 @@ void StatusItem::refresh() {
         if (pixelsChanged) {
             SniIconPixmapList icons{toSni(next)};
             if (rendering_ == Rendering::Square)
-                icons.append(toSni(squareIcon(16, NetMenuBox::labelColor())));
+                icons.append(toSni(squareIcon(16, iconColour())));
             if (sni_->setIconPixmaps(icons))
                 ++iconUpdates_;
         }
         sni_->setToolTip(kAppTitle, toolTip_);
         if (rendering_ == Rendering::Square && labelShown_)
-            sni_->setLabel(label_, QStringLiteral("\u2191 8888 KB/s  \u2193 8888 KB/s"));
+            sni_->setLabel(label_, labelGuide());
         else
             sni_->setLabel(QString(), QString());
     }

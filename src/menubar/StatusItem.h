@@ -2,6 +2,7 @@
 
 #include "FaceSource.h"
 
+#include <QColor>
 #include <QDBusConnection>
 #include <QImage>
 #include <QObject>
@@ -9,6 +10,7 @@
 #include <QPointer>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -79,6 +81,14 @@ public:
     // Hosts that draw an item's label beside its icon (GNOME Shell's AppIndicator support and
     // the Ayatana indicator services). Others never see it, so it is not sent to them.
     static bool hostShowsLabel(const QString& hostProcessName);
+    // Hosts whose bar is dark whatever the desktop's scheme (GNOME Shell's top bar): the item
+    // draws light content there.
+    static bool hostBarIsDark(const QString& hostProcessName);
+    // The label's speeds padded so that the label keeps one width whatever the digits and
+    // units (hosts size a label to its text).
+    static QString fixedWidthLabel(uint64_t upKB, uint64_t downKB);
+    // The label's widest form, sent as its guide.
+    static QString labelGuide();
 
 signals:
     // A click on the item, with the position the host reported (global coordinates).
@@ -90,6 +100,8 @@ private:
     void dropFallback();
     // The square picture, drawn again only when its size or colour changed.
     const QImage& cachedSquareIcon(int pixels, const QColor& colour);
+    // The square icon's colour: light on hosts with a dark bar, else the scheme's text colour.
+    QColor iconColour() const;
 
     QDBusConnection bus_;
     double length_;
@@ -101,6 +113,7 @@ private:
     QImage square_;
     QRgb squareColour_ = 0;
     bool labelShown_ = false;
+    bool barIsDark_ = false;
     QString label_;
     QString toolTip_;
     QPoint lastActivate_;

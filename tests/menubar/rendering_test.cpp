@@ -11,6 +11,8 @@
 #include "support/TempDir.h"
 
 #include <QDir>
+#include <QFontInfo>
+#include <QFontMetricsF>
 #include <QImage>
 
 #include <gtest/gtest.h>
@@ -89,6 +91,33 @@ TEST(StatusItemRendering, SettingWinsThenHostDecides) {
     EXPECT_EQ(StatusItem::renderingFor("", "waybar"), R::Wide);
     EXPECT_EQ(StatusItem::renderingFor("auto", "xfce4-panel"), R::Square);
     EXPECT_EQ(StatusItem::renderingFor("WIDE", "plasmashell"), R::Square);
+}
+
+// Hosts size a label to its text, so every speed (single digits to hundreds of MB/s, KB or
+// MB) gives one width in a bar font with figures of one width, that of the guide; the
+// numbers stay readable.
+TEST(StatusItemRendering, LabelKeepsOneWidthWhateverTheSpeeds) {
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setBold(true);
+    font.setPixelSize(15);
+    if (!QFontInfo(font).family().startsWith(QLatin1String("DejaVu Sans")))
+        GTEST_SKIP() << "DejaVu Sans is not installed (fonts-dejavu-core)";
+    const QFontMetricsF metrics(font);
+    const double guide = metrics.horizontalAdvance(StatusItem::labelGuide());
+    const struct {
+        uint64_t up, down;
+        const char* shown;
+    } rows[] = {{0, 0, "0 KB/s"},
+                {7, 1024, "1024 KB/s"},
+                {1025, 99, "1.00 MB/s"},
+                {1382, 88, "1.35 MB/s"},
+                {10 * 1024 + 512, 3, "10.5 MB/s"},
+                {999 * 1024, 999 * 1024, "999.0 MB/s"}};
+    for (const auto& r : rows) {
+        const QString label = StatusItem::fixedWidthLabel(r.up, r.down);
+        EXPECT_TRUE(label.contains(QLatin1String(r.shown))) << label.toStdString();
+        EXPECT_NEAR(metrics.horizontalAdvance(label), guide, 1.0) << label.toStdString();
+    }
 }
 
 class ControllerTest : public ::testing::Test {

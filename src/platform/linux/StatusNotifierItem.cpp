@@ -7,6 +7,7 @@
 #include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDBusServiceWatcher>
+#include <QTimer>
 #include <QtEndian>
 
 #include <atomic>
@@ -140,6 +141,36 @@ void StatusNotifierItem::registerWithWatcher() {
     bus_.asyncCall(call);
     ++registrations_;
     registered_ = true;
+    // GNOME Shell's AppIndicator host reads the item's properties and, at about the same time,
+    // starts watching its name; when the watch answers second, it forgets Id and Menu and reads
+    // them again a second later in a way that fails unless they are back in its cache by then
+    // ("Argument two may not be null"; the item never shows, one start in three here).
+    // Announcing both every 300 ms for the first 3 s puts them back whenever that happens.
+    announcementsLeft_ = 10;
+    if (!announcer_) {
+        announcer_ = new QTimer(this);
+        announcer_->setInterval(300);
+        connect(announcer_, &QTimer::timeout, this, [this] {
+            announceBasicProperties();
+            if (--announcementsLeft_ <= 0)
+                announcer_->stop();
+        });
+    }
+    announcer_->start();
+}
+
+void StatusNotifierItem::announceBasicProperties() {
+    const auto* adaptor = findChild<StatusNotifierItemAdaptor*>();
+    if (!published_ || !adaptor)
+        return;
+    QDBusMessage signal = QDBusMessage::createSignal(
+        QString::fromLatin1(ItemPath), QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("PropertiesChanged"));
+    signal << QStringLiteral("org.kde.StatusNotifierItem")
+           << QVariantMap{{QStringLiteral("Id"), adaptor->id()},
+                          {QStringLiteral("Menu"), QVariant::fromValue(adaptor->menu())}}
+           << QStringList();
+    bus_.send(signal);
 }
 
 void StatusNotifierItem::onWatcherRegistered() {

@@ -10,6 +10,7 @@
 #include <QString>
 
 class QDBusServiceWatcher;
+class QTimer;
 
 // One icon of a StatusNotifierItem: ARGB32 pixels in network byte order.
 struct SniIconPixmap {
@@ -100,6 +101,8 @@ private slots:
 
 private:
     void registerWithWatcher();
+    // Sends Id and Menu in a PropertiesChanged signal.
+    void announceBasicProperties();
 
     QDBusConnection bus_;
     QString id_;
@@ -115,6 +118,8 @@ private:
     bool registered_ = false;
     int registrations_ = 0;
     QDBusServiceWatcher* watcher_ = nullptr;
+    QTimer* announcer_ = nullptr;
+    int announcementsLeft_ = 0;
 };
 
 // The D-Bus face of StatusNotifierItem.

@@ -1,0 +1,142 @@
+#!/usr/bin/env bash
+# The tray item in the real GNOME Shell (X11 on Xvfb) through its AppIndicator extension, the
+# route without our own extension (square rendering, the host's default): the item shows, its
+# icon is light on the dark bar, and the item keeps one width whether the label reads
+# "0 KB/s" or a few MB/s. The app runs in a private network namespace whose only counted
+# link carries the traffic the test sends. The button's hover highlight shows its extent.
+# Skips (77) with a message when a piece of the host is missing.
+set -uo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+src=$(cd "$here/../.." && pwd)
+app=${LUMENSTAT_BINARY:-}
+appindicator=ubuntu-appindicators@ubuntu.com
+for tool in Xvfb gnome-shell dbus-daemon glib-compile-schemas gdbus xwd xdotool ip; do
+  if ! command -v "$tool" >/dev/null; then
+    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs GNOME Shell and the X tools)"
+    exit 77
+  fi
+done
+if [ ! -d "/usr/share/gnome-shell/extensions/$appindicator" ]; then
+  echo "SKIP: gnome-shell-extension-appindicator is not installed"
+  exit 77
+fi
+if [ -z "$app" ] || [ ! -x "$app" ]; then
+  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"
+  exit 77
+fi
+ns_a=lsgA$$ ns_b=lsgB$$
+if ! ip netns add "$ns_a" 2>/dev/null; then
+  echo "SKIP: cannot create network namespaces here (needs root and CAP_SYS_ADMIN)"
+  exit 77
+fi
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+  sleep 0.3
+  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  ip netns del "$ns_a" 2>/dev/null
+  ip netns del "$ns_b" 2>/dev/null
+  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() {
+  echo "FAIL: $*"
+  echo "--- shell log (indicator lines)"; grep -i "indicator\|StatusNotifierItem" "$work/shell.log" | tail -20
+  echo "--- app log"; tail -20 "$work/app.log"
+  exit 1
+}
+bar() { /usr/bin/python3 "$here/top_bar.py" "$@"; }
+
+# eth0 in A (a counted link, the default route) to B.
+ip netns add "$ns_b" || fail "second namespace"
+ip -n "$ns_a" -batch - <<EOF || fail "links in $ns_a"
+link add eth0 type veth peer name peer0 netns $ns_b
+addr add 10.231.7.1/24 dev eth0
+link set lo up
+link set eth0 up
+route add default via 10.231.7.2
+EOF
+ip -n "$ns_b" -batch - <<EOF || fail "links in $ns_b"
+addr add 10.231.7.2/24 dev peer0
+link set lo up
+link set peer0 up
+EOF
+
+. "$here/gnome_shell_session.sh"
+start_gnome_shell 1024x600 "$appindicator" "$here/lumenstat-test-helper@quillfern.com" ||
+  { echo "FAIL: the shell did not start"; exit 1; }
+ip netns exec "$ns_a" env QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
+pids+=("$!")
+
+# The item is the run of ink between the clock and the system menu's icon at the right end.
+# Waits until it shows and the pointer rests on it; leaves its box in $box ("X WIDTH").
+hover_item() {
+  box=none
+  local end=$((SECONDS + 20))
+  while [ "$SECONDS" -lt "$end" ]; do
+    xwd -root -silent >"$work/$1.xwd"
+    local right
+    right=$(/usr/bin/python3 - "$work/$1.xwd" <<'PY'
+import sys, os
+sys.path.insert(0, os.path.join(os.environ["src"], "tests", "menubar"))
+from xwd_tool import read_xwd
+w, h, rows = read_xwd(sys.argv[1])
+cols = [x for x in range(w // 2 + 100, w) if any(min(rows[y][x]) >= 170 for y in range(4, 28))]
+# Columns of ink from the right: the system menu's icon, a gap, then the item's label.
+groups = []
+for x in reversed(cols):
+    if groups and groups[-1][0] - x <= 6:
+        groups[-1][0] = x
+    else:
+        groups.append([x, x])
+print(groups[1][1] if len(groups) > 1 else "")
+PY
+)
+    if [ -n "$right" ]; then
+      xdotool mousemove $((right - 4)) 16
+      sleep 0.4
+      xwd -root -silent >"$work/$1.xwd"
+      box=$(bar hovered "$work/$1.xwd" $((1024 / 2 + 100)))
+      [ "$box" != none ] && return 0
+    fi
+    sleep 0.25
+  done
+  return 1
+}
+export src
+
+hover_item idle || fail "the item does not show in the top bar"
+read -r ix iw <<<"$box"
+read -r light dark <<<"$(bar ink "$work/idle.xwd" "$ix" 4 26 24)"
+echo "idle: item at $ix, $iw px wide; icon area: light ink $light px, dark ink $dark px"
+/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/idle.xwd" "$work/gnome-appindicator-idle.png" \
+  $((ix - 20)) 0 $((1024 - ix + 20)) 40
+[ "$light" -ge 25 ] || fail "the icon is not light on the dark bar ($light light px)"
+
+# About 3 MB/s out of A for a few seconds (less on a busy machine, still MB/s).
+ip netns exec "$ns_a" /usr/bin/python3 -c '
+import socket, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+block, end = bytes(1400), time.monotonic() + 8
+while time.monotonic() < end:
+    for _ in range(25):
+        s.sendto(block, ("10.231.7.2", 9))
+    time.sleep(0.01)
+' &
+pids+=("$!")
+sleep 3.5
+xdotool mousemove 0 300
+hover_item busy || fail "the item vanished under traffic"
+read -r bx bw <<<"$box"
+label=$(gdbus call --session -d "$(gdbus call --session -d org.freedesktop.DBus -o /org/freedesktop/DBus \
+  -m org.freedesktop.DBus.ListNames | grep -o "org.kde.StatusNotifierItem-[0-9]*-[0-9]*" | head -1)" \
+  -o /StatusNotifierItem -m org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem XAyatanaLabel)
+echo "busy: item at $bx, $bw px wide; label $label"
+/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/gnome-appindicator-busy.png" \
+  $((bx - 20)) 0 $((1024 - bx + 20)) 40
+[[ "$label" == *MB/s* ]] || fail "the traffic did not reach the label: $label"
+[ $((bw > iw ? bw - iw : iw - bw)) -le 1 ] || fail "the item's width moved from $iw to $bw px"
+echo "PASS"
