@@ -1,5 +1,9 @@
 #include "AppHooks.h"
 
+#include "app/FaceService.h"
+#include "app/WidgetBridger.h"
+#include "menubar/StatusItem.h"
+
 #include "menubar/NetMenuBarItemController.h"
 #include "network/DataUsageProvider.h"
 #include "power/BatteryHealthLogger.h"
@@ -20,11 +24,12 @@
 //   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
 //                        storeAppDataUsageIfNeed, pauseTracking
-//   widget bridge        reloadWiFiInterfaceWidget, reloadBatteryUsageWidget,
-//                        reloadDataUsageWidget
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
+    h.reloadWiFiInterfaceWidget = [] { WidgetBridger::reloadWiFiInterfaceWidget(); };
+    h.reloadBatteryUsageWidget = [] { WidgetBridger::reloadBatteryUsageWidget(); };
+    h.reloadDataUsageWidget = [] { WidgetBridger::reloadDataUsageWidget(); };
     h.dataUsageStart = [] { DataUsageProvider::shared().start(); };
     h.dataUsageNotifyMacWentOff = [] { DataUsageProvider::shared().notifyMacWentOff(); };
     h.hasBattery = [] { return YYSystemBatteryReport::hasBattery(); };
@@ -107,4 +112,32 @@ void connectWindows(AppRole role, AppDelegate* delegate) {
             else
                 delegate->quitFloatWindow();
         });
+}
+
+void connectFaces(AppRole role, FaceService* faces) {
+    if (!faces) {
+        WidgetBridger::setSink({});
+        if (role == AppRole::Tray)
+            NetMenuBarItemController::shared().statusItem()->faceChanged = {};
+        return;
+    }
+    // Which face shows the data of a widget kind.
+    WidgetBridger::setSink([faces](const QStringList& kinds) {
+        QStringList faceKinds;
+        const auto add = [&](const char* widget, const char* face) {
+            if (kinds.contains(QString::fromLatin1(widget)))
+                faceKinds.append(QString::fromLatin1(face));
+        };
+        add(WidgetBridger::kWiFiInterfaceWidget, "network");
+        add(WidgetBridger::kDataUsageWidget, "network");
+        add(WidgetBridger::kBatteryWidget, "battery");
+        add(WidgetBridger::kStorageWidget, "storage");
+        faces->widgetsReloaded(kinds, faceKinds);
+    });
+    if (role != AppRole::Tray)
+        return;
+    NetMenuBarItemController& net = NetMenuBarItemController::shared();
+    StatusItem* item = net.statusItem();
+    item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
+    faces->addSource(QStringLiteral("network"), item, item);
 }

@@ -23,6 +23,11 @@ std::function<void()> makeShowPanelHook(AppRole role);
 // What ShowPanel(x, y, edge) does (a panel plug-in's click); empty when there is no panel.
 std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole role);
 
+class FaceService;
+// Publishes the status items' faces on faces (the tray app's items; the headless instance has
+// none) and routes the widget bridge's reload requests to it; a null faces disconnects.
+void connectFaces(AppRole role, FaceService* faces);
+
 // Connects the panel and the floating window's switches to delegate (the tray app only);
 // a null delegate disconnects them again before the delegate goes away.
 void connectWindows(AppRole role, AppDelegate* delegate);

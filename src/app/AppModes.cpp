@@ -88,6 +88,8 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
 
     connectWindows(role, &delegate);
     delegate.applicationDidFinishLaunching();
+    if (service)
+        connectFaces(role, service->faces());
     // The delegate put itself first; the printer and the service come after it.
     if (printer)
         monitor.addActivityObserver(printer.get());
@@ -98,6 +100,8 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     stopSampling(monitor);
     delegate.applicationWillTerminate();
     connectWindows(role, nullptr);
+    if (service)
+        connectFaces(role, nullptr);
     if (printer)
         monitor.removeActivityObserver(printer.get());
     if (service)

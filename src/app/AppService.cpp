@@ -1,5 +1,6 @@
 #include "AppService.h"
 
+#include "app/FaceService.h"
 #include "app/MonitorPrinter.h"
 #include "app/SettingValue.h"
 #include "settings/SettingsDomain.h"
@@ -19,6 +20,8 @@ AppService::AppService(QObject* parent)
     : QObject(parent), bus_(QStringLiteral("lumenstat-unconnected")) {
     // Known before the first introspection, so SetValue is listed with its "v" argument.
     qRegisterMetaType<QDBusVariant>();
+    // Made before the object is exported, so its signals are relayed from the start.
+    faces_ = new FaceService(this);
 }
 
 AppService::~AppService() {
@@ -34,7 +37,8 @@ bool AppService::registerOn(QDBusConnection bus) {
     // The object is there before the name, so a caller that sees the name finds it.
     if (!bus.registerObject(QString::fromLatin1(kObjectPath), this,
                             QDBusConnection::ExportScriptableSlots |
-                                QDBusConnection::ExportScriptableSignals))
+                                QDBusConnection::ExportScriptableSignals |
+                                QDBusConnection::ExportAdaptors))
         return false;
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
         bus.interface()->registerService(QString::fromLatin1(kServiceName),
@@ -45,6 +49,7 @@ bool AppService::registerOn(QDBusConnection bus) {
         return false;
     }
     bus_ = bus;
+    faces_->setConnection(bus);
     registered_ = true;
     return true;
 }

@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+class FaceService;
 class QDBusServiceWatcher;
 
 #include <functional>
@@ -32,6 +33,8 @@ class QDBusServiceWatcher;
 //   signal Tick(s line)         the JSON line of every activity record, sent only while
 //                               some client follows (nothing is built or sent otherwise)
 //   signal ValueChanged(s key)  after SetValue or RemoveValue
+//
+// The items' faces for panel plug-ins are on the same object (FaceService).
 //
 // Owning the bus name is what makes an instance the running one: one per user.
 class AppService : public QObject, public ActivityObserver, protected QDBusContext {
@@ -83,6 +86,7 @@ signals:
     Q_SCRIPTABLE void ValueChanged(const QString& key);
 
 public:
+    FaceService* faces() const { return faces_; }
     int followers() const { return static_cast<int>(followers_.size()); }
 
 private:
@@ -90,6 +94,7 @@ private:
     void applyValue(const QString& key, const std::optional<nlohmann::json>& value);
 
     QDBusConnection bus_;
+    FaceService* faces_ = nullptr; // adaptor, child of this object
     bool registered_ = false;
     QStringList followers_; // unique names of the clients that asked for ticks
     QDBusServiceWatcher* followerWatcher_ = nullptr;

@@ -106,7 +106,21 @@ void NetMenuBox::updateTintColor() {
     tintColor = QColor::fromRgbF(grey, grey, grey, 1.0f);
 }
 
+namespace {
+thread_local std::optional<QColor> inkOverride;
+} // namespace
+
+NetMenuBox::InkScope::InkScope(const QColor& colour) : previous_(inkOverride) {
+    inkOverride = colour;
+}
+
+NetMenuBox::InkScope::~InkScope() {
+    inkOverride = previous_;
+}
+
 QColor NetMenuBox::labelColor() {
+    if (inkOverride)
+        return *inkOverride;
     return DynamicAppearance::shared().textColor();
 }
 

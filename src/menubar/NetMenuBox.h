@@ -56,8 +56,20 @@ public:
     // How many times the view asked to be redrawn.
     int redrawRequests() const { return redrawRequests_; }
 
-    // The colour labels draw with (follows the palette's appearance).
+    // The colour labels draw with (follows the palette's appearance, or the colour of the
+    // InkScope alive on this thread).
     static QColor labelColor();
+    // Draws every style's text in colour while it lives (a panel face in its panel's colour).
+    class InkScope {
+    public:
+        explicit InkScope(const QColor& colour);
+        ~InkScope();
+        InkScope(const InkScope&) = delete;
+        InkScope& operator=(const InkScope&) = delete;
+
+    private:
+        std::optional<QColor> previous_;
+    };
     static QString noNetworkText();
 
 signals:

@@ -239,10 +239,21 @@ void StatusItem::refresh() {
         else
             sni_->setLabel(QString(), QString());
     }
+    if (faceChanged)
+        faceChanged();
     if (fallback_) {
         if (pixelsChanged)
             fallback_->setIcon(QIcon(QPixmap::fromImage(next)));
         if (fallback_->toolTip() != toolTip_)
             fallback_->setToolTip(toolTip_);
     }
+}
+
+void StatusItem::drawFace(QPainter& p) const {
+    if (view_)
+        view_->draw(p);
+}
+
+QString StatusItem::faceText() const {
+    return label_.isEmpty() ? kAppTitle : label_;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FaceSource.h"
+
 #include <QDBusConnection>
 #include <QImage>
 #include <QObject>
@@ -7,6 +9,7 @@
 #include <QPointer>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,7 +25,7 @@ struct ActivityObject;
 // chosen from the host that owns the watcher unless "app.menuBar.trayRendering" says:
 //   wide    the style view rendered at length x 22 points times the pixel ratio;
 //   square  a square icon legible at 16 px, the speeds as label and tooltip.
-class StatusItem : public QObject {
+class StatusItem : public QObject, public FaceSource {
     Q_OBJECT
 public:
     enum class Rendering { Wide, Square };
@@ -46,6 +49,14 @@ public:
     void setActivity(const ActivityObject& activity);
     // Renders the current state and sends what changed.
     void refresh();
+    // Called after every refresh: the face may have changed.
+    std::function<void()> faceChanged;
+
+    // The item's face for panel plug-ins: the style view (whatever the tray rendering) and
+    // the speeds as text.
+    double faceLength() const override { return length_; }
+    void drawFace(QPainter& p) const override;
+    QString faceText() const override;
     // Coalesces refreshes asked for during one pass of the event loop.
     void scheduleRefresh();
 

@@ -30,6 +30,11 @@ public:
 
     bool isRunning() const { return !address_.isEmpty(); }
     QDBusConnection connection() { return QDBusConnection::connectToBus(address_, name_); }
+    // Another client of the same bus (a second process would have one); dropped with
+    // QDBusConnection::disconnectFromBus(name).
+    QDBusConnection client(const QString& name) {
+        return QDBusConnection::connectToBus(address_, name_ + QLatin1Char('-') + name);
+    }
     // Starts `python3 -m dbusmock --template name` as if this bus were the system bus (or
     // the session bus when system is false), and waits until busName is owned.
     bool startTemplate(const QString& templateName, const QString& busName, bool system = true) {
