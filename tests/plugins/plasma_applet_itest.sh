@@ -31,8 +31,10 @@ work=$(mktemp -d)
 pids=()
 cleanup() {
   for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  for p in "${pids[@]}"; do
+    for _ in $(seq 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
+    kill -9 "$p" 2>/dev/null
+  done
   [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
   rm -rf "$work"
 }
@@ -113,7 +115,7 @@ click() { # click X: prints "x y edge" of the ShowPanel call it caused
   local calls
   calls=$(grep -c 'member=ShowPanel' "$work/monitor.log")
   xdotool mousemove "$1" $((wy + 24)) click 1
-  for _ in $(seq 30); do
+  for _ in $(seq 50); do
     [ "$(grep -c 'member=ShowPanel' "$work/monitor.log")" -gt "$calls" ] && break
     sleep 0.1
   done
@@ -129,7 +131,7 @@ panel_geometry() { # "x y" of the app's mapped panel window, nothing when it is 
     /Map State: IsViewable/ {v=1} END { if (v) print x, y }'
 }
 wait_panel() { # wait_panel shown|hidden
-  for _ in $(seq 30); do
+  for _ in $(seq 80); do
     g=$(panel_geometry)
     { [ "$1" = shown ] && [ -n "$g" ]; } || { [ "$1" = hidden ] && [ -z "$g" ]; } && return 0
     sleep 0.1
