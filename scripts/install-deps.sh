@@ -11,6 +11,7 @@ PACKAGES=(
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
   xvfb xauth iproute2 procps time
   fonts-dejavu-core locales
+  desktop-file-utils appstream dpkg-dev file
 )
 if [ "${LUMENSTAT_WITH_PANEL:-1}" = "1" ]; then
   PACKAGES+=(xfce4-panel xfconf x11-apps x11-utils xdotool imagemagick

@@ -1,10 +1,10 @@
 #include "AppHooks.h"
 
 #include "app/FaceService.h"
+#include "app/LoginHelper.h"
 #include "app/WidgetBridger.h"
-#include "menubar/StatusItem.h"
-
 #include "menubar/NetMenuBarItemController.h"
+#include "menubar/StatusItem.h"
 #include "network/DataUsageProvider.h"
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
@@ -19,13 +19,13 @@
 #include "ui/HomePanel.h"
 
 // Components that are not part of this build yet keep their hooks empty:
-//   launch at login      setAutoLoginEnabled
 //   battery              load/updateBatteryMenuBarItemIfNeed
 //   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
 //                        storeAppDataUsageIfNeed, pauseTracking
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
+    h.setAutoLoginEnabled = [](bool enabled) { LoginHelper::setAutoLoginEnabled(enabled); };
     h.cpuReaderReload = [] { CPUReader::shared().reload(); };
     h.reloadWiFiInterfaceWidget = [] { WidgetBridger::reloadWiFiInterfaceWidget(); };
     h.reloadBatteryUsageWidget = [] { WidgetBridger::reloadBatteryUsageWidget(); };

@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/AppHooks.h"
 #include "app/AppService.h"
+#include "app/LoginHelper.h"
 #include "app/MonitorPrinter.h"
 #include "app/SettingValue.h"
 #include "network/NetworkMonitor.h"
@@ -87,6 +88,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     }
 
     connectWindows(role, &delegate);
+    LoginHelper::followSetting(&delegate);
     delegate.applicationDidFinishLaunching();
     if (service)
         connectFaces(role, service->faces());
@@ -286,6 +288,8 @@ int runSetCommand(int& argc, char** argv, const QStringList& assignments) {
         return rc;
     }
 
+    // Launch at login is switched at once, not at the app's next start.
+    LoginHelper::followSetting(&app);
     for (const auto& a : list)
         SettingValue::apply(a.key, a.value);
     int rc = 0;

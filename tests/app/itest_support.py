@@ -23,13 +23,17 @@ def binary():
 
 
 class Bus:
-    """A private dbus-daemon with the session configuration, killed on close() or at exit."""
+    """A private session bus (tests/support/session-bus.conf: nothing is started on demand),
+    killed on close() or at exit."""
 
     def __init__(self):
         if not shutil.which("dbus-daemon"):
             skip("dbus-daemon is not installed")
-        out = subprocess.run(["dbus-daemon", "--session", "--print-address=1", "--print-pid=1",
-                              "--fork"], check=True, capture_output=True, text=True).stdout
+        config = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support",
+                              "session-bus.conf")
+        out = subprocess.run(["dbus-daemon", "--config-file=" + config, "--print-address=1",
+                              "--print-pid=1", "--fork"],
+                             check=True, capture_output=True, text=True).stdout
         self.address, pid = out.split("\n")[:2]
         self.pid = int(pid)
         atexit.register(self.close)

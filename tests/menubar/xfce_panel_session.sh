@@ -1,7 +1,14 @@
-# Sourced by the xfce4-panel test and the idle benchmark: starts Xvfb, a session bus and one
+# Sourced by the xfce4-panel tests and the idle benchmark: starts Xvfb, a session bus and one
 # xfce4-panel along the top with only the notification area in it, for the folders under
 # $work. Appends every process to the caller's pids array and sets xvfb_pid, bus_pid and
 # panel_pid. Returns 1 (with the log on standard output) when a piece does not start.
+# A caller may set panel_plugins (the panel's items in order, default: systray), call
+# panel_item N PROPERTY TYPE VALUE from a function named in panel_setup to configure item N,
+# and start the panel through a command prefix in panel_prefix (e.g. a mount namespace).
+panel_item() {
+  xfconf-query -c xfce4-panel -p "/plugins/plugin-$1/$2" -n -t "$3" -s "$4"
+}
+
 start_xfce_panel() {
   local width=${1:-640} height=${2:-200}
   export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
@@ -9,13 +16,24 @@ start_xfce_panel() {
   mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME"
   chmod 700 "$XDG_RUNTIME_DIR"
 
+  # A free display number, or LUMENSTAT_XVFB_DISPLAY's when one is set.
   local dfd display=""
   exec {dfd}<> <(:)
-  Xvfb -displayfd "$dfd" -screen 0 "${width}x${height}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
-  xvfb_pid=$!; pids+=("$xvfb_pid")
-  for _ in $(seq 50); do
-    read -r -t 0.2 -u "$dfd" display && break
-  done
+  if [ -n "${LUMENSTAT_XVFB_DISPLAY:-}" ]; then
+    Xvfb ":$LUMENSTAT_XVFB_DISPLAY" -screen 0 "${width}x${height}x24" -nolisten tcp \
+      >"$work/xvfb.log" 2>&1 &
+    xvfb_pid=$!; pids+=("$xvfb_pid")
+    for _ in $(seq 50); do
+      [ -S "/tmp/.X11-unix/X$LUMENSTAT_XVFB_DISPLAY" ] && display=$LUMENSTAT_XVFB_DISPLAY && break
+      sleep 0.1
+    done
+  else
+    Xvfb -displayfd "$dfd" -screen 0 "${width}x${height}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
+    xvfb_pid=$!; pids+=("$xvfb_pid")
+    for _ in $(seq 50); do
+      read -r -t 0.2 -u "$dfd" display && break
+    done
+  fi
   if [ -z "$display" ]; then
     echo "Xvfb did not start"; cat "$work/xvfb.log"; return 1
   fi
@@ -31,9 +49,14 @@ start_xfce_panel() {
   "${q[@]}" -p /panels/panel-1/position-locked -n -t bool -s true
   "${q[@]}" -p /panels/panel-1/size -n -t uint -s 28
   "${q[@]}" -p /panels/panel-1/length -n -t uint -s 100
-  "${q[@]}" -p /panels/panel-1/plugin-ids -n -a -t int -s 1
-  "${q[@]}" -p /plugins/plugin-1 -n -t string -s systray
-  xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
+  local items=("${panel_plugins[@]:-systray}") ids=() i
+  for i in "${!items[@]}"; do
+    ids+=(-t int -s $((i + 1)))
+    "${q[@]}" -p "/plugins/plugin-$((i + 1))" -n -t string -s "${items[$i]}"
+  done
+  "${q[@]}" -p /panels/panel-1/plugin-ids -n -a "${ids[@]}"
+  [ -n "${panel_setup:-}" ] && "$panel_setup"
+  "${panel_prefix[@]}" xfce4-panel --disable-wm-check >"$work/panel.log" 2>&1 &
   panel_pid=$!; pids+=("$panel_pid")
   sleep 3
   if ! kill -0 "$panel_pid" 2>/dev/null; then

@@ -5,6 +5,11 @@
   xwd_tool.py png DUMP OUT.png ROWS      writes the top ROWS rows as a PNG (to look at)
   xwd_tool.py crop DUMP OUT.png X Y W H  writes that rectangle as a PNG
   xwd_tool.py colours DUMP X Y W H       prints how many distinct colours the rectangle has
+  xwd_tool.py box DUMP RRGGBB ROWS       prints "x y w h" around the pixels of that colour in
+                                         the top ROWS rows (nothing when there are none)
+  xwd_tool.py count DUMP X Y W H RRGGBB TOL
+                                         prints how many pixels of the rectangle are within TOL
+                                         (per channel) of that colour
 """
 import struct
 import sys
@@ -55,6 +60,25 @@ def main():
         _w, _h, rows = read_xwd(sys.argv[2])
         x, y, cw, ch = (int(v) for v in sys.argv[3:7])
         print(len({px for row in rows[y:y + ch] for px in row[x:x + cw]}))
+    elif cmd == "box":
+        _w, h, rows = read_xwd(sys.argv[2])
+        colour = rgb(sys.argv[3])
+        hits = [(x, y) for y, row in enumerate(rows[:min(int(sys.argv[4]), h)])
+                for x, px in enumerate(row) if px == colour]
+        if hits:
+            xs, ys = [p[0] for p in hits], [p[1] for p in hits]
+            print(min(xs), min(ys), max(xs) - min(xs) + 1, max(ys) - min(ys) + 1)
+    elif cmd == "count":
+        _w, _h, rows = read_xwd(sys.argv[2])
+        x, y, cw, ch = (int(v) for v in sys.argv[3:7])
+        colour, tol = rgb(sys.argv[7]), int(sys.argv[8])
+        print(sum(1 for row in rows[y:y + ch] for px in row[x:x + cw]
+                  if all(abs(a - b) <= tol for a, b in zip(px, colour))))
+
+
+def rgb(text):
+    value = int(text.lstrip("#"), 16)
+    return ((value >> 16) & 255, (value >> 8) & 255, value & 255)
 
 
 def write_png(path, rows):

@@ -11,11 +11,15 @@
 #include <vector>
 
 // A private D-Bus daemon for one test, with python3-dbusmock services started on it.
-// Everything is stopped when the object dies.
+// Nothing is started on demand on it (tests/support/session-bus.conf), so a call to an absent
+// service fails at once whatever the machine has installed. Everything is stopped when the
+// object dies.
 class PrivateBus {
 public:
     PrivateBus() : name_(QStringLiteral("lumenstat-test-bus-%1").arg(counter_++)) {
-        daemon_.start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
+        daemon_.start("dbus-daemon", {QStringLiteral("--config-file=" LUMENSTAT_SOURCE_DIR
+                                                     "/tests/support/session-bus.conf"),
+                                      "--nofork", "--print-address=1"});
         if (daemon_.waitForStarted(5000) && waitUntil([this] { return daemon_.canReadLine(); }))
             address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
     }

@@ -26,6 +26,15 @@ long monotonicSeconds() {
     return ts.tv_sec;
 }
 
+long monotonicMilliseconds() {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);
+    return ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
+}
+
+// A tick asks for the counters and the route: one look at the event socket serves both.
+constexpr long kEventCheckMs = 250;
+
 int openRouteSocket(unsigned groups) {
     const int flags = SOCK_RAW | SOCK_CLOEXEC | (groups ? SOCK_NONBLOCK : 0);
     const int fd = ::socket(AF_NETLINK, flags, NETLINK_ROUTE);
@@ -327,6 +336,10 @@ bool LinuxLinkTable::changesPending() {
     }
     if (eventSocket_ < 0)
         return true; // no subscription: read every time
+    const long now = monotonicMilliseconds();
+    if (now - lastEventCheckMs_ < kEventCheckMs)
+        return false; // looked a moment ago; anything newer waits in the socket
+    lastEventCheckMs_ = now;
     bool pending = false;
     for (;;) {
         const ssize_t n = ::recv(eventSocket_, buffer_.data(), buffer_.size(), 0);

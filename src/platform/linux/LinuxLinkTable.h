@@ -50,7 +50,8 @@ private:
     int eventSocket_ = -1; // subscribed to link, address and route changes
     bool subscribed_ = false;
     bool valid_ = false;
-    long refreshedAt_ = 0; // monotonic seconds
+    long refreshedAt_ = 0;               // monotonic seconds
+    long lastEventCheckMs_ = -1'000'000; // the last look at the event socket
     uint32_t sequence_ = 0;
     std::vector<LinkEntry> links_;
     std::vector<LinkEntry> counted_; // the counted links of links_, counters filled per tick

@@ -8,7 +8,9 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 namespace {
@@ -38,29 +40,49 @@ ProcStatReader::ProcStatReader() : ProcStatReader(PlatformPaths::procfsRoot()) {
 ProcStatReader::ProcStatReader(const QString& procfsRoot)
     : path_(QFile::encodeName(procfsRoot + QLatin1String("/stat"))) {}
 
+ProcStatReader::~ProcStatReader() {
+    if (keptFd_ >= 0)
+        ::close(keptFd_);
+}
+
 std::optional<CpuLoadCounters> ProcStatReader::read() {
-    // Never wait on the file (a FIFO, a device) and take only a regular file.
-    int fd;
-    do {
-        fd = ::open(path_.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0)
-        return std::nullopt;
-    struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        ::close(fd);
-        return std::nullopt;
+    // The kernel's own file is opened once and read from its start each time (the numbers
+    // are made anew on every read at offset 0); anything else is opened for each read.
+    const bool kept = keptFd_ >= 0;
+    int fd = keptFd_;
+    if (!kept) {
+        // Never wait on the file (a FIFO, a device) and take only a regular file.
+        do {
+            fd = ::open(path_.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+        } while (fd < 0 && errno == EINTR);
+        if (fd < 0)
+            return std::nullopt;
+        struct stat st {};
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        struct statfs fs {};
+        if (::fstatfs(fd, &fs) == 0 && fs.f_type == PROC_SUPER_MAGIC)
+            keptFd_ = fd;
     }
+    const auto done = [&] {
+        if (fd != keptFd_)
+            ::close(fd);
+    };
     // The kernel hands over a whole first page in one read; a plain file may come in pieces,
     // so read on until a line is complete, the file ends or the buffer is full.
     char buffer[kReadLimit];
     size_t used = 0;
     bool ended = false;
     while (used < sizeof buffer) {
-        const ssize_t n = ::read(fd, buffer + used, sizeof buffer - used);
+        const ssize_t n =
+            ::pread(fd, buffer + used, sizeof buffer - used, static_cast<off_t>(used));
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
+            if (fd == keptFd_)
+                keptFd_ = -1;
             ::close(fd);
             return std::nullopt;
         }
@@ -72,7 +94,7 @@ std::optional<CpuLoadCounters> ProcStatReader::read() {
         if (std::memchr(buffer + used - size_t(n), '\n', size_t(n)))
             break;
     }
-    ::close(fd);
+    done();
     std::string_view text(buffer, used);
     // Before the end of the file only complete lines count: a cut-off number is no number.
     if (!ended)

@@ -1,0 +1,217 @@
+#!/usr/bin/env bash
+# The network plug-in in the real xfce4-panel under Xvfb, fed by the real app on a private
+# session bus: nothing shows without the app; the plug-in's area is the face's width and the
+# panel's height and carries ink in the panel's text colour; it follows another style and a
+# thinner panel; a click opens the app's panel hanging centred under it, a second closes it; it
+# comes back with a restarted app. LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots.
+# Skips (77) when the host or the plug-in's build is missing.
+set -uo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+menubar="$here/../menubar"
+app=${LUMENSTAT_BINARY:-}
+plugins=${LUMENSTAT_XFCE_PLUGINS:-}
+for tool in Xvfb xfce4-panel xfconf-query dbus-daemon xwd xwininfo xdotool gdbus unshare; do
+  if ! command -v "$tool" >/dev/null; then
+    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs the panel host)"
+    exit 77
+  fi
+done
+if [ -z "$app" ] || [ ! -x "$app" ]; then
+  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"; exit 77
+fi
+module="$plugins/lib/liblumenstat-network.so"
+if [ -z "$plugins" ] || [ ! -f "$module" ]; then
+  echo "SKIP: the xfce4-panel plug-ins are not built (libxfce4panel-2.0-dev is missing)"; exit 77
+fi
+# xfce4-panel 4.18 reads plug-ins only from its own folders: the panel runs in a mount
+# namespace where those folders are copies holding the built plug-in beside the installed ones.
+system_lib=$(dirname "$(ls /usr/lib/*/xfce4/panel/plugins/libsystray.so \
+  /usr/lib/xfce4/panel/plugins/libsystray.so 2>/dev/null | head -n1)")
+system_share=/usr/share/xfce4/panel/plugins
+if [ ! -d "$system_lib" ] || [ ! -f "$system_share/systray.desktop" ]; then
+  echo "SKIP: xfce4-panel's plug-in folders are not found"; exit 77
+fi
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+  sleep 0.3
+  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() {
+  echo "FAIL: $*"
+  echo "--- panel log"; cat "$work/panel.log"; echo "--- app log"; cat "$work/app.log" 2>/dev/null
+  exit 1
+}
+
+mkdir -p "$work/lib" "$work/share"
+cp "$system_lib"/*.so "$module" "$work/lib/"
+cp "$system_share"/*.desktop "$plugins/share/xfce4/panel/plugins/lumenstat-network.desktop" \
+  "$work/share/"
+unshare_flags=(--mount)
+[ "$(id -u)" -eq 0 ] || unshare_flags+=(--map-current-user)
+unshare "${unshare_flags[@]}" true 2>/dev/null ||
+  { echo "FAIL: no mount namespace here (unshare ${unshare_flags[*]})"; exit 1; }
+panel_prefix=(unshare "${unshare_flags[@]}" sh -c
+  'mount --bind "$1" "$2" && mount --bind "$3" "$4" && shift 4 && exec "$@"' mount-plugins
+  "$work/lib" "$system_lib" "$work/share" "$system_share")
+
+# The face between two expanding separators, so the app's panel can hang centred under it, on
+# a dark panel whose theme gives the plug-in light text and a background of its own to find
+# its area by.
+bg=2f353b ink=e8eaed
+panel_plugins=(separator lumenstat-network separator)
+dark_panel() {
+  local i
+  for i in 1 3; do panel_item "$i" expand bool true; panel_item "$i" style uint 0; done
+  xfconf-query -c xfce4-panel -p /panels/panel-1/background-style -n -t uint -s 1
+  xfconf-query -c xfce4-panel -p /panels/panel-1/background-rgba -n -a \
+    -t double -s 0.133 -t double -s 0.149 -t double -s 0.169 -t double -s 1
+}
+panel_setup=dark_panel
+export XDG_CONFIG_HOME="$work/config"
+mkdir -p "$XDG_CONFIG_HOME/gtk-3.0" "$XDG_CONFIG_HOME/lumenstat"
+echo "#lumenstat-network-2 { background-color: #$bg; color: #$ink; }" \
+  >"$XDG_CONFIG_HOME/gtk-3.0/gtk.css"
+# The floating window of a first start stays out of this test.
+echo '{"ASDidInitSettings": true, "com.quillfern.lumenstat.welcome": true}' \
+  >"$XDG_CONFIG_HOME/lumenstat/settings.json"
+"$app" --set app.netMenu.boxType=1 >/dev/null || fail "--set failed before the start"
+
+. "$menubar/xfce_panel_session.sh"
+start_xfce_panel 1024 600 || fail "the panel host did not start"
+bar_height=$(xfconf-query -c xfce4-panel -p /panels/panel-1/size)
+shot() { xwd -root -silent >"$work/$1.xwd"; }
+area() { /usr/bin/python3 "$menubar/xwd_tool.py" box "$work/$1.xwd" "$bg" 100; }
+
+shot empty
+[ -z "$(area empty)" ] || fail "the plug-in shows while the app is not running"
+
+QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
+app_pid=$!; pids+=("$app_pid")
+face() { # face HEIGHT: "width text" of the network face as the app renders it for the panel
+  gdbus call --session -d com.quillfern.Lumenstat -o / -m com.quillfern.Lumenstat.Face.Render \
+    network "$1" 1 "$((0xff000000 | 0x$ink))" 2>/dev/null |
+    sed -n 's/^(\([0-9]*\), [0-9]*, .*, \(.*\))$/\1 \2/p'
+}
+wait_area() { # wait_area WIDTH: until the plug-in's area is that wide
+  for _ in $(seq 40); do
+    shot now
+    read -r ax ay aw ah <<<"$(area now)"
+    [ "${aw:-0}" = "$1" ] && return 0
+    sleep 0.25
+  done
+  return 1
+}
+width=""
+for _ in $(seq 40); do
+  read -r width _ <<<"$(face "$bar_height")"
+  [ -n "$width" ] && break
+  sleep 0.25
+done
+[ -n "$width" ] || fail "the app serves no network face"
+echo "the wide style's face: $width px"
+[ "$width" -eq 124 ] || fail "the wide style's face is $width px wide, expected 124"
+wait_area "$width" || fail "the plug-in's area is '${aw:-none}' px wide, expected $width"
+echo "plug-in at $ax,$ay size ${aw}x$ah on a $bar_height px panel"
+[ "$ay" -eq 0 ] && [ "$ah" -eq "$bar_height" ] || fail "the plug-in does not fill the panel's height"
+mv "$work/now.xwd" "$work/wide.xwd"
+/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/wide.xwd" "$work/xfce-plugin.png" \
+  $((ax + aw / 2 - 200)) 0 400 "$bar_height"
+inked=$(/usr/bin/python3 "$menubar/xwd_tool.py" count "$work/wide.xwd" "$ax" "$ay" "$aw" "$ah" "$ink" 24)
+echo "pixels in the panel's text colour: $inked"
+[ "$inked" -ge 30 ] || fail "the face carries no ink in the panel's text colour"
+
+# Updates arrive through the app's change signals: new speeds while a counted link carries
+# traffic (datagrams towards a documentation address leave through the default route and are
+# dropped beyond it), and another style's width at once.
+if [ -n "$(ip route show default 2>/dev/null)" ]; then
+  /usr/bin/python3 - <<'PY' &
+import socket, time
+s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+end = time.time() + 3
+while time.time() < end:  # about 1 MB/s
+    for _ in range(15):
+        try:
+            s.sendto(b"x" * 1400, ("198.51.100.7", 9))
+        except OSError:
+            pass
+    time.sleep(0.02)
+PY
+  traffic_pid=$!; pids+=("$traffic_pid")
+  changed=0
+  for _ in $(seq 20); do
+    sleep 0.25; shot busy
+    changed=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/wide.xwd" "$work/busy.xwd" "$bar_height")
+    [ "$changed" -gt 20 ] && break
+  done
+  echo "pixels changed by traffic: $changed ($(face "$bar_height" | cut -d' ' -f2-))"
+  [ "$changed" -gt 20 ] || fail "the plug-in did not show new speeds during traffic"
+  /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/xfce-plugin.png" \
+    $((ax + aw / 2 - 200)) 0 400 "$bar_height"
+  kill "$traffic_pid" 2>/dev/null; wait "$traffic_pid" 2>/dev/null
+else
+  echo "no default route: the traffic step is left out"
+fi
+"$app" --set app.netMenu.boxType=0 >/dev/null || fail "--set failed while running"
+read -r narrow _ <<<"$(face "$bar_height")"
+echo "style 0's face: ${narrow:-none} px"
+[ -n "$narrow" ] && [ "$narrow" -ne "$width" ] || fail "style 0 has no face of another width"
+wait_area "$narrow" || fail "the plug-in did not follow the style: ${aw:-none} px, expected $narrow"
+"$app" --set app.netMenu.boxType=1 >/dev/null
+wait_area "$width" || fail "the plug-in did not come back to the wide style"
+
+# A thinner panel: the face is drawn at the panel's height, narrower by as much.
+xfconf-query -c xfce4-panel -p /panels/panel-1/size -s 20
+read -r thin _ <<<"$(face 20)"
+echo "the wide style's face on a 20 px panel: ${thin:-none} px"
+[ -n "$thin" ] && [ "$thin" -lt "$width" ] || fail "no narrower face for a 20 px panel"
+wait_area "$thin" || fail "the plug-in did not follow the panel's size: ${aw:-none} px, expected $thin"
+[ "$ah" -eq 20 ] || fail "the plug-in is $ah px high on a 20 px panel"
+xfconf-query -c xfce4-panel -p /panels/panel-1/size -s "$bar_height"
+wait_area "$width" || fail "the plug-in did not come back to the panel's first size"
+
+# A click hangs the app's panel from the plug-in's bottom edge, centred under it.
+panel_geometry() {
+  local id
+  id=$(xwininfo -root -tree | awk '/"Lumenstat panel"/ {print $1; exit}')
+  [ -n "$id" ] || return 0
+  xwininfo -id "$id" | awk '/Absolute upper-left X/ {x=$NF} /Absolute upper-left Y/ {y=$NF}
+    /Width:/ {w=$NF} /Height:/ {h=$NF} /Map State: IsViewable/ {v=1}
+    END { if (v) print x, y, w, h }'
+}
+xdotool mousemove $((ax + aw / 2)) $((ay + ah / 2)) click 1
+g=""
+for _ in $(seq 30); do
+  g=$(panel_geometry); [ -n "$g" ] && break; sleep 0.1
+done
+[ -n "$g" ] || fail "a click on the plug-in did not open the app's panel"
+read -r px py pw ph <<<"$g"
+echo "app panel at $px,$py size ${pw}x$ph"
+sleep 1 # its first frames
+shot open
+/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/open.xwd" "$work/xfce-plugin-panel.png" \
+  $((px - 40)) 0 $((pw + 80)) $((py + ph + 10))
+centre=$((ax + aw / 2))
+[ $((px + pw / 2 - centre)) -le 1 ] && [ $((centre - px - pw / 2)) -le 1 ] ||
+  fail "the app's panel is centred at $((px + pw / 2)), the plug-in at $centre"
+[ "$py" -eq $((ay + ah)) ] || fail "the app's panel starts at y $py, the plug-in ends at $((ay + ah))"
+xdotool mousemove $((ax + aw / 2)) $((ay + ah / 2)) click 1
+for _ in $(seq 30); do
+  [ -z "$(panel_geometry)" ] && break; sleep 0.1
+done
+[ -z "$(panel_geometry)" ] || fail "a second click did not close the app's panel"
+
+# Without the app the plug-in shows nothing, and it comes back with the app.
+kill "$app_pid"; wait "$app_pid" 2>/dev/null
+sleep 0.5; shot gone
+[ -z "$(area gone)" ] || fail "the plug-in still shows after the app quit"
+QT_QPA_PLATFORM=xcb "$app" >>"$work/app.log" 2>&1 &
+app_pid=$!; pids+=("$app_pid")
+wait_area "$width" || fail "the plug-in did not come back with the app"
+kill -0 "$panel_pid" || fail "xfce4-panel ended"
+echo "PASS"
