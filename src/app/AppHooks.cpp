@@ -1,6 +1,8 @@
 #include "AppHooks.h"
 
+#include "app/SettingValue.h"
 #include "menubar/NetMenuBarItemController.h"
+#include "menubar/StatusItem.h"
 #include "network/DataUsageProvider.h"
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
@@ -13,6 +15,9 @@
 #include "system/CPUReader.h"
 #include "ui/FloatWindowController.h"
 #include "ui/HomePanel.h"
+
+#include <QCoreApplication>
+#include <QTimer>
 
 // Components that are not part of this build yet keep their hooks empty:
 //   launch at login      setAutoLoginEnabled
@@ -47,6 +52,18 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
             if (!item.showPopoverHandler) {
                 item.showPopoverHandler = [](QPoint point) { HomePanel::shared().toggleAt(point); };
                 item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
+                item.statusItem()->setMenuActions({
+                    [] { HomePanel::shared().show(); },
+                    // Typed and posted like D-Bus SetValue and --set, so the login helper
+                    // and the menu's check mark follow.
+                    [](bool on) {
+                        SettingValue::apply(QString::fromLatin1(SettingsKey::WantsAutoLogin),
+                                            SettingValue::Json(on),
+                                            SettingValue::Reach::RunningApp);
+                    },
+                    // After the event's reply went out; then the usual exit path saves.
+                    [] { QTimer::singleShot(0, qApp, [] { QCoreApplication::quit(); }); },
+                });
             }
             item.loadMenuBarItemIfNeed();
         };
