@@ -284,13 +284,13 @@ void StatusItem::refresh() {
     image_ = next;
     if (sni_) {
         // Square: the symbolic icon by name, the pixmaps as a fall-back; wide: the pixmap only.
-        const bool named = rendering_ == Rendering::Square && !iconThemePath_.isEmpty();
+        const bool named = rendering_ == Rendering::Square && iconThemePath_;
         const QString name = named ? QString::fromLatin1(SymbolicIconName) : QString();
         if (pixelsChanged || name != sni_->iconName()) {
             SniIconPixmapList icons{toSni(next)};
             if (rendering_ == Rendering::Square)
                 icons.append(toSni(squareIcon(16, NetMenuBox::labelColor())));
-            if (sni_->setIcon(name, named ? iconThemePath_ : QString(), icons))
+            if (sni_->setIcon(name, named ? *iconThemePath_ : QString(), icons))
                 ++iconUpdates_;
         }
         sni_->setToolTip(kAppTitle, toolTip_);

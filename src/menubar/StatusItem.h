@@ -107,7 +107,7 @@ private:
     std::unique_ptr<DBusMenuExporter> menu_;
     std::unique_ptr<StatusNotifierItem> sni_;
     MenuActions actions_;
-    QString iconThemePath_;
+    std::optional<QString> iconThemePath_; // absent: the symbolic icon cannot be found
     QSystemTrayIcon* fallback_ = nullptr;
     QImage image_;
     QImage square_;
