@@ -36,8 +36,9 @@ if [ -z "${LUMENSTAT_PLASMA_INNER:-}" ]; then
   fi
   HOME=$work/home XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/home/.config \
     XDG_DATA_HOME=$work/home/.local/share DISPLAY=$display LUMENSTAT_PLASMA_INNER=$work \
-    timeout 100 dbus-run-session -- bash "$0"
+    timeout 100 dbus-run-session -- bash "$0" >"$work/run.log" 2>&1 </dev/null
   rc=$?
+  grep -E "^(PASS|FAIL|SKIP)|^[0-9]|light|changed" "$work/run.log"
   kill "$xvfb" 2>/dev/null
   [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
   rm -rf "$work"
@@ -48,6 +49,13 @@ fi
 work=$LUMENSTAT_PLASMA_INNER
 pids=()
 cleanup() {
+  # Also the services the bus started for the host (kglobalaccel5, kactivitymanagerd, ...).
+  for name in $(gdbus call --session -d org.freedesktop.DBus -o /org/freedesktop/DBus \
+      -m org.freedesktop.DBus.ListNames 2>/dev/null | grep -o "':[0-9.]*'" | tr -d "'"); do
+    pid=$(gdbus call --session -d org.freedesktop.DBus -o /org/freedesktop/DBus \
+      -m org.freedesktop.DBus.GetConnectionUnixProcessID "$name" 2>/dev/null | grep -o '[0-9]\+' | tail -1)
+    [ -n "$pid" ] && [ "$pid" != $$ ] && pids+=("$pid")
+  done
   for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
   sleep 0.3
   for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
