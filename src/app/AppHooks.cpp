@@ -2,6 +2,7 @@
 
 #include "app/FaceService.h"
 #include "app/LoginHelper.h"
+#include "app/SettingValue.h"
 #include "app/WidgetBridger.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
@@ -17,6 +18,9 @@
 #include "system/CPUReader.h"
 #include "ui/FloatWindowController.h"
 #include "ui/HomePanel.h"
+
+#include <QCoreApplication>
+#include <QTimer>
 
 // Components that are not part of this build yet keep their hooks empty:
 //   battery              load/updateBatteryMenuBarItemIfNeed
@@ -52,6 +56,18 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
             if (!item.showPopoverHandler) {
                 item.showPopoverHandler = [](QPoint point) { HomePanel::shared().toggleAt(point); };
                 item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
+                item.statusItem()->setMenuActions({
+                    [] { HomePanel::shared().show(); },
+                    // Typed and posted like D-Bus SetValue and --set, so the login helper
+                    // and the menu's check mark follow.
+                    [](bool on) {
+                        SettingValue::apply(QString::fromLatin1(SettingsKey::WantsAutoLogin),
+                                            SettingValue::Json(on),
+                                            SettingValue::Reach::RunningApp);
+                    },
+                    // After the event's reply went out; then the usual exit path saves.
+                    [] { QTimer::singleShot(0, qApp, [] { QCoreApplication::quit(); }); },
+                });
             }
             item.loadMenuBarItemIfNeed();
         };

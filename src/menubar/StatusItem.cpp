@@ -5,6 +5,8 @@
 #include "NetMenuBox.h"
 #include "network/ActivityObject.h"
 #include "network/SpeedText.h"
+#include "platform/linux/DBusMenuExporter.h"
+#include "platform/linux/IconThemeFolder.h"
 #include "platform/linux/StatusNotifierItem.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/Language.h"
@@ -21,6 +23,11 @@
 #include <QTimer>
 
 #include <cmath>
+
+static void initStatusIconResources() {
+    // Resources of a static library are linked in only when something refers to them.
+    Q_INIT_RESOURCE(StatusIcons);
+}
 
 namespace {
 const QString kAppTitle = QStringLiteral("Lumenstat");
@@ -81,8 +88,19 @@ QColor StatusItem::iconColour() const {
 
 StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* parent)
     : QObject(parent), bus_(bus), length_(length) {
+    initStatusIconResources();
+    menu_ = std::make_unique<DBusMenuExporter>(bus_);
+    updateMenu();
+    connect(menu_.get(), &DBusMenuExporter::triggered, this, &StatusItem::menuTriggered);
+    Settings::addAutoLoginDidChange(this, [this](const Notification&) { updateMenu(); });
+    iconThemePath_ =
+        IconThemeFolder::forIcon(QString::fromLatin1(SymbolicIconName), QStringLiteral("status"),
+                                 QStringLiteral(":/lumenstat/icons/lumenstat-symbolic.svg"));
     sni_ = std::make_unique<StatusNotifierItem>(bus_, QStringLiteral("lumenstat"));
     sni_->setTitle(kAppTitle);
+    sni_->setAccessibleDescription(kAppTitle);
+    if (menu_->publish())
+        sni_->setMenuPath(QString::fromLatin1(DBusMenuExporter::MenuPath));
     connect(sni_.get(), &StatusNotifierItem::activated, this, [this](QPoint at) {
         lastActivate_ = at;
         emit activated(at);
@@ -141,6 +159,45 @@ void StatusItem::updateRendering() {
     labelShown_ = label;
     barIsDark_ = dark;
     refresh();
+}
+
+void StatusItem::updateMenu() {
+    const auto text = [](const char* key) {
+        return Language::getLocalizedString(QString::fromLatin1(key));
+    };
+    DBusMenuEntry separator;
+    separator.id = QuitEntry + 1;
+    separator.separator = true;
+    DBusMenuEntry settings{SettingsEntry, text("statusItem.menu.settings")};
+    settings.enabled = false; // no settings window in this build yet
+    DBusMenuEntry login{LaunchAtLoginEntry, text("statusItem.menu.launchAtLogin")};
+    login.checkable = true;
+    login.checked = SettingsDomain::standard().boolValue(SettingsKey::WantsAutoLogin);
+    menu_->setEntries({{OpenPanelEntry, text("statusItem.menu.openPanel")},
+                       settings,
+                       login,
+                       separator,
+                       {QuitEntry, text("statusItem.menu.quit")}});
+}
+
+void StatusItem::menuTriggered(int entry) {
+    switch (entry) {
+    case OpenPanelEntry:
+        if (actions_.openPanel)
+            actions_.openPanel();
+        break;
+    case LaunchAtLoginEntry:
+        if (actions_.setLaunchAtLogin)
+            actions_.setLaunchAtLogin(
+                !SettingsDomain::standard().boolValue(SettingsKey::WantsAutoLogin));
+        break;
+    case QuitEntry:
+        if (actions_.quit)
+            actions_.quit();
+        break;
+    default:
+        break;
+    }
 }
 
 bool StatusItem::usesStatusNotifierItem() const {
@@ -273,11 +330,14 @@ void StatusItem::refresh() {
         next.cacheKey() != image_.cacheKey() && (next.size() != image_.size() || next != image_);
     image_ = next;
     if (sni_) {
-        if (pixelsChanged) {
+        // Square: the symbolic icon by name, the pixmaps as a fall-back; wide: the pixmap only.
+        const bool named = rendering_ == Rendering::Square && iconThemePath_;
+        const QString name = named ? QString::fromLatin1(SymbolicIconName) : QString();
+        if (pixelsChanged || name != sni_->iconName()) {
             SniIconPixmapList icons{toSni(next)};
             if (rendering_ == Rendering::Square)
                 icons.append(toSni(squareIcon(16, iconColour())));
-            if (sni_->setIconPixmaps(icons))
+            if (sni_->setIcon(name, named ? *iconThemePath_ : QString(), icons))
                 ++iconUpdates_;
         }
         sni_->setToolTip(kAppTitle, toolTip_);

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 
+class DBusMenuExporter;
 class NetMenuBox;
 class QSystemTrayIcon;
 class StatusNotifierItem;
@@ -26,11 +27,24 @@ struct ActivityObject;
 // Tray hosts differ in what they do with a wide pixmap, so the item renders one of two ways,
 // chosen from the host that owns the watcher unless "app.menuBar.trayRendering" says:
 //   wide    the style view rendered at length x 22 points times the pixel ratio;
-//   square  a square icon legible at 16 px, the speeds as label and tooltip.
+//   square  a square icon legible at 16 px, the speeds as label and tooltip. The icon goes by
+//           name (a symbolic SVG hosts recolour for their panel) with the pixmaps as fall-back.
+//
+// A right click shows the item's menu (com.canonical.dbusmenu): Open panel, Settings, Launch
+// at login (checked from "WantsAutoLogin") and Quit.
 class StatusItem : public QObject, public FaceSource {
     Q_OBJECT
 public:
     enum class Rendering { Wide, Square };
+    enum MenuEntry { OpenPanelEntry = 1, SettingsEntry, LaunchAtLoginEntry, QuitEntry };
+    static constexpr const char* SymbolicIconName = "lumenstat-symbolic";
+
+    // What the menu's entries do; an empty action leaves its entry without effect.
+    struct MenuActions {
+        std::function<void()> openPanel;
+        std::function<void(bool)> setLaunchAtLogin;
+        std::function<void()> quit;
+    };
 
     StatusItem(const QDBusConnection& bus, double length, QObject* parent = nullptr);
     ~StatusItem() override;
@@ -74,6 +88,8 @@ public:
     bool usesStatusNotifierItem() const;
     bool usesFallbackIcon() const { return fallback_ != nullptr; }
     StatusNotifierItem* statusNotifierItem() const { return sni_.get(); }
+    DBusMenuExporter* menu() const { return menu_.get(); }
+    void setMenuActions(MenuActions actions) { actions_ = std::move(actions); }
     int iconUpdates() const { return iconUpdates_; }
 
     // The picture of the square rendering.
@@ -96,6 +112,9 @@ signals:
 
 private:
     void watcherChanged(bool present);
+    // The menu's entries in the interface language, the toggle from the setting.
+    void updateMenu();
+    void menuTriggered(int entry);
     void ensureFallback();
     void dropFallback();
     // The square picture, drawn again only when its size or colour changed.
@@ -107,7 +126,10 @@ private:
     double length_;
     Rendering rendering_ = Rendering::Square;
     QPointer<NetMenuBox> view_;
+    std::unique_ptr<DBusMenuExporter> menu_;
     std::unique_ptr<StatusNotifierItem> sni_;
+    MenuActions actions_;
+    std::optional<QString> iconThemePath_; // absent: the symbolic icon cannot be found
     QSystemTrayIcon* fallback_ = nullptr;
     QImage image_;
     QImage square_;

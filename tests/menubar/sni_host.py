@@ -2,7 +2,8 @@
 """A small StatusNotifierWatcher and tray host on the session bus: reads each registered
 item's properties at registration and on its change signals, printing one JSON line per
 event. `--as NAME` sets its process name as the item sees it (gnome-shell shows labels).
-Commands on stdin: `activate X Y` (on the last item) and `quit`."""
+Commands on stdin, on the last item: `activate X Y`, `menu` (its dbusmenu layout), `click ID`,
+`events ID...` (EventGroup "clicked"), `show ID...` (AboutToShowGroup) and `quit`."""
 import json
 import sys
 
@@ -12,6 +13,7 @@ import dbus.service
 from gi.repository import GLib
 
 ITEM_IFACE = "org.kde.StatusNotifierItem"
+MENU_IFACE = "com.canonical.dbusmenu"
 WATCHER = "org.kde.StatusNotifierWatcher"
 
 
@@ -41,6 +43,10 @@ class Watcher(dbus.service.Object):
             self.bus.add_signal_receiver(
                 lambda *args, s=signal, svc=service, p=path: self.read_item(svc, p, s),
                 signal_name=signal, dbus_interface=ITEM_IFACE, bus_name=service, path=path)
+        for signal in ("LayoutUpdated", "ItemsPropertiesUpdated"):
+            self.bus.add_signal_receiver(
+                lambda *args, s=signal: emit(s, args=plain(args)),
+                signal_name=signal, dbus_interface=MENU_IFACE, bus_name=service)
         self.StatusNotifierItemRegistered(service)
 
     @dbus.service.signal(WATCHER, signature="s")
@@ -57,8 +63,17 @@ class Watcher(dbus.service.Object):
         tip = props.get("ToolTip")
         emit(why, pixmaps=[[int(w), int(h)] for (w, h, _) in props.get("IconPixmap", [])],
              tooltip_text=str(tip[3]) if tip else "", label=str(props.get("XAyatanaLabel", "")),
-             menu=str(props.get("Menu", "")))
+             menu=str(props.get("Menu", "")), icon_name=str(props.get("IconName", "")),
+             theme_path=str(props.get("IconThemePath", "")), names=sorted(props.keys()))
         return False
+
+    def menu_call(self, method, *args):
+        service, path = self.items[-1]
+        obj = self.bus.get_object(service, str(self.bus.get_object(service, path).Get(
+            ITEM_IFACE, "Menu", dbus_interface="org.freedesktop.DBus.Properties")))
+        getattr(obj, method)(*args, dbus_interface=MENU_IFACE,
+                             reply_handler=lambda *r: emit(method, reply=plain(r)),
+                             error_handler=lambda e: emit("error", method=method, message=str(e)))
 
     def activate(self, x, y):
         if not self.items:
@@ -69,6 +84,19 @@ class Watcher(dbus.service.Object):
         obj.Activate(dbus.Int32(x), dbus.Int32(y), dbus_interface=ITEM_IFACE,
                      reply_handler=lambda: emit("activated", x=x, y=y),
                      error_handler=lambda e: emit("error", message=str(e)))
+
+
+def plain(value):
+    """D-Bus values as JSON-ready ones."""
+    if isinstance(value, (dbus.Struct, tuple, list, dbus.Array)):
+        return [plain(v) for v in value]
+    if isinstance(value, (dict, dbus.Dictionary)):
+        return {str(k): plain(v) for k, v in value.items()}
+    if isinstance(value, dbus.Boolean):
+        return bool(value)
+    if isinstance(value, (int, dbus.Int32, dbus.UInt32)):
+        return int(value)
+    return str(value)
 
 
 def main():
@@ -87,8 +115,21 @@ def main():
             loop.quit()
             return False
         words = line.split()
+        ids = [dbus.Int32(int(w)) for w in words[1:]]
         if words and words[0] == "activate" and len(words) == 3:
             watcher.activate(int(words[1]), int(words[2]))
+        elif words == ["menu"]:
+            watcher.menu_call("GetLayout", dbus.Int32(0), dbus.Int32(-1),
+                              dbus.Array([], signature="s"))
+        elif words and words[0] == "click":
+            watcher.menu_call("Event", ids[0], "clicked", dbus.String("", variant_level=1),
+                              dbus.UInt32(0))
+        elif words and words[0] == "events":
+            watcher.menu_call("EventGroup", dbus.Array(
+                [(i, "clicked", dbus.String("", variant_level=1), dbus.UInt32(0)) for i in ids],
+                signature="(isvu)"))
+        elif words and words[0] == "show":
+            watcher.menu_call("AboutToShowGroup", dbus.Array(ids, signature="i"))
         return True
 
     GLib.io_add_watch(sys.stdin, GLib.IO_IN | GLib.IO_HUP, on_stdin)

@@ -184,8 +184,15 @@ void StatusNotifierItem::onWatcherUnregistered() {
 }
 
 bool StatusNotifierItem::setIconPixmaps(const SniIconPixmapList& icons) {
-    if (icons == icons_)
+    return setIcon(iconName_, iconThemePath_, icons);
+}
+
+bool StatusNotifierItem::setIcon(const QString& name, const QString& themePath,
+                                 const SniIconPixmapList& icons) {
+    if (name == iconName_ && themePath == iconThemePath_ && icons == icons_)
         return false;
+    iconName_ = name;
+    iconThemePath_ = themePath;
     icons_ = icons;
     emit NewIcon();
     return true;

@@ -66,6 +66,13 @@ public:
 
     // Setters; each sends its change signal only on a real change. Return true if sent.
     bool setIconPixmaps(const SniIconPixmapList& icons);
+    // The icon by name (hosts prefer it to the pixmaps), found in themePath when that is not
+    // empty, with the pixmaps as a fall-back: one NewIcon for all three.
+    bool setIcon(const QString& name, const QString& themePath, const SniIconPixmapList& icons);
+    // What screen readers say for the icon.
+    void setAccessibleDescription(const QString& text) { accessibleDescription_ = text; }
+    // The object path of the item's com.canonical.dbusmenu menu ("/NO_DBUSMENU": none).
+    void setMenuPath(const QString& path) { menuPath_ = path; }
     bool setToolTip(const QString& title, const QString& text);
     bool setLabel(const QString& label, const QString& guide);
     void setTitle(const QString& title);
@@ -76,6 +83,10 @@ public:
     QString title() const { return title_; }
     QString status() const { return status_; }
     const SniIconPixmapList& iconPixmaps() const { return icons_; }
+    QString iconName() const { return iconName_; }
+    QString iconThemePath() const { return iconThemePath_; }
+    QString accessibleDescription() const { return accessibleDescription_; }
+    QString menuPath() const { return menuPath_; }
     SniToolTip toolTip() const;
     QString label() const { return label_; }
     QString labelGuide() const { return labelGuide_; }
@@ -110,6 +121,10 @@ private:
     QString title_;
     QString status_ = QStringLiteral("Active");
     SniIconPixmapList icons_;
+    QString iconName_;
+    QString iconThemePath_;
+    QString accessibleDescription_;
+    QString menuPath_ = QStringLiteral("/NO_DBUSMENU");
     QString toolTipTitle_;
     QString toolTipText_;
     QString label_;
@@ -132,18 +147,21 @@ class StatusNotifierItemAdaptor : public QDBusAbstractAdaptor {
     Q_PROPERTY(QString Status READ status)
     Q_PROPERTY(int WindowId READ windowId)
     Q_PROPERTY(QString IconName READ iconName)
+    Q_PROPERTY(QString IconAccessibleDesc READ accessibleDescription)
+    Q_PROPERTY(QString AttentionAccessibleDesc READ emptyText)
     Q_PROPERTY(SniIconPixmapList IconPixmap READ iconPixmap)
     Q_PROPERTY(QString OverlayIconName READ emptyText)
     Q_PROPERTY(SniIconPixmapList OverlayIconPixmap READ noPixmaps)
     Q_PROPERTY(QString AttentionIconName READ emptyText)
     Q_PROPERTY(SniIconPixmapList AttentionIconPixmap READ noPixmaps)
     Q_PROPERTY(QString AttentionMovieName READ emptyText)
-    Q_PROPERTY(QString IconThemePath READ emptyText)
+    Q_PROPERTY(QString IconThemePath READ iconThemePath)
     Q_PROPERTY(SniToolTip ToolTip READ toolTip)
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
     Q_PROPERTY(QDBusObjectPath Menu READ menu)
     Q_PROPERTY(QString XAyatanaLabel READ label)
     Q_PROPERTY(QString XAyatanaLabelGuide READ labelGuide)
+    Q_PROPERTY(uint XAyatanaOrderingIndex READ orderingIndex)
 public:
     explicit StatusNotifierItemAdaptor(StatusNotifierItem* item);
 
@@ -152,15 +170,18 @@ public:
     QString title() const { return item_->title(); }
     QString status() const { return item_->status(); }
     int windowId() const { return 0; }
-    QString iconName() const { return QString(); }
+    QString iconName() const { return item_->iconName(); }
+    QString iconThemePath() const { return item_->iconThemePath(); }
+    QString accessibleDescription() const { return item_->accessibleDescription(); }
     SniIconPixmapList iconPixmap() const { return item_->iconPixmaps(); }
     QString emptyText() const { return QString(); }
     SniIconPixmapList noPixmaps() const { return {}; }
     SniToolTip toolTip() const { return item_->toolTip(); }
     bool itemIsMenu() const { return false; }
-    QDBusObjectPath menu() const { return QDBusObjectPath(QStringLiteral("/NO_DBUSMENU")); }
+    QDBusObjectPath menu() const { return QDBusObjectPath(item_->menuPath()); }
     QString label() const { return item_->label(); }
     QString labelGuide() const { return item_->labelGuide(); }
+    uint orderingIndex() const { return 0; }
 
 public slots:
     void Activate(int x, int y) { item_->activate(x, y); }
