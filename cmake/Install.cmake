@@ -29,6 +29,9 @@ install(FILES resources/com.quillfern.Lumenstat.desktop
 install(FILES resources/com.quillfern.Lumenstat.metainfo.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo COMPONENT lumenstat)
 install(DIRECTORY ${_icon_root} DESTINATION ${CMAKE_INSTALL_DATADIR}/icons COMPONENT lumenstat)
+# The tray item's symbolic icon, which hosts find by name and draw in their panel's colour.
+install(FILES resources/icons/hicolor/scalable/status/lumenstat-symbolic.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/status COMPONENT lumenstat)
 # The Saira faces are built into the binary; their licence travels with it.
 install(FILES resources/fonts/OFL.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/lumenstat
         RENAME OFL-Saira.txt COMPONENT lumenstat)

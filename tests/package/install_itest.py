@@ -96,6 +96,9 @@ try:
 
     # Icons: the SVG and a PNG of each size, each really that size.
     hicolor = os.path.join(share, "icons", "hicolor")
+    checks.expect(os.path.isfile(os.path.join(hicolor, "scalable", "status",
+                                              "lumenstat-symbolic.svg")),
+                  "the tray item's symbolic icon")
     svg = os.path.join(hicolor, "scalable", "apps", ICON + ".svg")
     if checks.expect(os.path.isfile(svg), "scalable icon"):
         checks.expect(ET.parse(svg).getroot().get("viewBox") == "0 0 64 64", "SVG parses")
