@@ -145,7 +145,7 @@ start_xfce_panel 800 || exit 1
 sleep 1
 panel=$panel_pid; xvfb=$xvfb_pid
 hostpids="$panel $xvfb $bus_pid $(pgrep -f xfconfd | tr '\n' ' ') $(pgrep -P "$panel" | tr '\n' ' ')"
-"$app" --set app.netMenu.boxType=1 app.settings.wantsFloatWindow=false >/dev/null
+"$app" --set app.netMenu.boxType=1 >/dev/null && "$app" --set app.settings.wantsFloatWindow=false >/dev/null
 h0=$(run_ns $(host)); f0=$(run_ns "$fl")
 sleep "$WINDOW"
 h1=$(run_ns $(host)); f1=$(run_ns "$fl")
