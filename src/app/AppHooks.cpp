@@ -137,18 +137,27 @@ void connectFaces(AppRole role, FaceService* faces) {
             NetMenuBarItemController::shared().statusItem()->faceChanged = {};
         return;
     }
-    // Which face shows the data of a widget kind.
+    // Which face shows the data of a widget kind. The connection details are asked for
+    // every second: they reach hosts only as the network face's Changed, when it changed;
+    // the other kinds change seldom and are announced by name too.
     WidgetBridger::setSink([faces](const QStringList& kinds) {
         QStringList faceKinds;
+        QStringList announced;
         const auto add = [&](const char* widget, const char* face) {
-            if (kinds.contains(QString::fromLatin1(widget)))
+            const QString kind = QString::fromLatin1(widget);
+            if (!kinds.contains(kind))
+                return;
+            if (face)
                 faceKinds.append(QString::fromLatin1(face));
+            if (kind != QLatin1String(WidgetBridger::kWiFiInterfaceWidget))
+                announced.append(kind);
         };
         add(WidgetBridger::kWiFiInterfaceWidget, "network");
         add(WidgetBridger::kDataUsageWidget, "network");
         add(WidgetBridger::kBatteryWidget, "battery");
         add(WidgetBridger::kStorageWidget, "storage");
-        faces->widgetsReloaded(kinds, faceKinds);
+        add(WidgetBridger::kAppDataUsageWidget, nullptr);
+        faces->widgetsReloaded(announced, faceKinds);
     });
     if (role != AppRole::Tray)
         return;

@@ -110,6 +110,7 @@ uint FaceService::Watch(const QString& item, int height, double scale, uint colo
         entry.height = height;
         entry.scale = scale;
         entry.colour = colour;
+        entry.lastKey = source->source->faceKey();
         entry.last = renderFace(*source, height, scale, colour);
         watches_.append(entry);
         it = watches_.end() - 1;
@@ -178,7 +179,8 @@ void FaceService::widgetsReloaded(const QStringList& kinds, const QStringList& f
         return; // no host listens; the data itself is in the shared settings document
     for (const QString& kind : faceKinds)
         sourceChanged(kind);
-    emit WidgetsReloaded(kinds);
+    if (!kinds.isEmpty())
+        emit WidgetsReloaded(kinds);
 }
 
 void FaceService::checkPending() {
@@ -190,6 +192,17 @@ void FaceService::checkPending() {
         const Source* source = findSource(w.kind);
         if (!source)
             continue;
+        const QString key = source->source->faceKey();
+        if (!key.isEmpty() && key == w.lastKey) {
+            // Drawn the same as last time: only the text can have changed.
+            const QString text = source->source->faceText();
+            if (text != w.last.text) {
+                w.last.text = text;
+                emit Changed(w.id, {{QStringLiteral("text"), text}});
+            }
+            continue;
+        }
+        w.lastKey = key;
         FaceImage next = renderFace(*source, w.height, w.scale, w.colour);
         QVariantMap changed;
         if (next.text != w.last.text)

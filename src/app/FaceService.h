@@ -29,7 +29,8 @@ class QDBusServiceWatcher;
 //   Render(s item, i height, d scale, u colour) -> (i width, i height, ay pixels, s text)
 //   signal Changed(u id, a{sv} changed)   "text" and/or "width", "height", "pixels"
 //   signal ItemsChanged(as items)
-//   signal WidgetsReloaded(as kinds)      the widget data of these kinds changed
+//   signal WidgetsReloaded(as kinds)      the widget data of these kinds changed (not sent
+//                                         for the per-second connection details)
 //
 // A face nobody watches is never rendered; a watched one is rendered once per change of its
 // source and sent only when its pixels or text differ from what that watch last got.
@@ -92,6 +93,7 @@ private:
         QRgb colour = 0;
         QStringList clients;
         FaceImage last;
+        QString lastKey; // the source's key when last drawn ("" : unknown)
     };
 
     const Source* findSource(const QString& kind) const;

@@ -13,4 +13,7 @@ public:
     virtual double faceLength() const = 0;
     virtual void drawFace(QPainter& p) const = 0;
     virtual QString faceText() const = 0;
+    // A text that changes whenever the drawing would; empty when only a drawing tells.
+    // Equal keys let a host's face be kept without drawing it again.
+    virtual QString faceKey() const { return {}; }
 };

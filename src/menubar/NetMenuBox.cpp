@@ -150,6 +150,29 @@ void NetMenuBox::networkActivityDidUpdate(const ActivityRecord& record) {
         update(*record);
 }
 
+QString NetMenuBox::drawingKey() const {
+    const auto labels = drawnLabels();
+    if (!labels)
+        return {};
+    QString key = QStringLiteral("%1|%2|%3").arg(int(boxType())).arg(width()).arg(arrowsVisible());
+    const auto addLabel = [&key](const MenuLabel& l) {
+        key += QStringLiteral("|%1,%2,%3,%4,%5,%6,")
+                   .arg(l.hidden)
+                   .arg(l.origin.x())
+                   .arg(l.origin.y())
+                   .arg(int(l.anchor))
+                   .arg(l.boxWidth)
+                   .arg(l.maxWidth);
+        for (const TextRun& run : l.runs)
+            key += run.font.key() + QLatin1Char(':') + run.text + QLatin1Char(';');
+    };
+    for (const MenuLabel* l : *labels)
+        addLabel(*l);
+    if (emptyLabel_)
+        addLabel(*emptyLabel_);
+    return key;
+}
+
 void NetMenuBox::requestRedraw() {
     ++redrawRequests_;
     emit needsDisplay();

@@ -55,6 +55,9 @@ public:
     virtual bool arrowsVisible() const { return false; }
     // How many times the view asked to be redrawn.
     int redrawRequests() const { return redrawRequests_; }
+    // A text that changes whenever the drawing would (for the same colours); empty when the
+    // style draws more than its labels (curves), so only a drawing tells.
+    QString drawingKey() const;
 
     // The colour labels draw with (follows the palette's appearance, or the colour of the
     // InkScope alive on this thread).
@@ -77,6 +80,11 @@ signals:
 
 protected:
     virtual void drawContent(QPainter& p) const;
+    // Every label the style draws, when labels (and the arrows and the empty label) are all
+    // it draws; absent for styles that draw more.
+    virtual std::optional<std::vector<const MenuLabel*>> drawnLabels() const {
+        return std::nullopt;
+    }
     void requestRedraw();
     void drawArrows(QPainter& p, double downShift) const;
     void drawEmptyLabel(QPainter& p) const;
@@ -100,6 +108,9 @@ public:
 
 protected:
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{};
+    }
 };
 
 class Compact : public NetMenuBox {
@@ -118,6 +129,9 @@ public:
 
 protected:
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{&topLabel, &bottomLabel};
+    }
 };
 
 class Wide : public NetMenuBox {
@@ -135,6 +149,9 @@ public:
 
 protected:
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{&leftLabel, &rightLabel};
+    }
 };
 
 class Stock : public NetMenuBox {
@@ -168,6 +185,9 @@ public:
 
 protected:
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{&topLabel, &bottomLabel};
+    }
 };
 
 class DoubleSolo : public NetMenuBox {
@@ -189,6 +209,9 @@ public:
 protected:
     void layout();
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{&topLeft, &topRight, &bottomLeft, &bottomRight};
+    }
 };
 
 class Luxury : public DoubleSolo {
@@ -231,6 +254,9 @@ public:
 
 protected:
     void drawContent(QPainter& p) const override;
+    std::optional<std::vector<const MenuLabel*>> drawnLabels() const override {
+        return std::vector<const MenuLabel*>{&textLabel};
+    }
     void readPreferredWidth();
     void announceWidth(double w);
 };

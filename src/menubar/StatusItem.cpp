@@ -361,6 +361,16 @@ void StatusItem::drawFace(QPainter& p) const {
         view_->draw(p);
 }
 
+QString StatusItem::faceKey() const {
+    if (!view_)
+        return {};
+    const QString drawing = view_->drawingKey();
+    if (drawing.isEmpty())
+        return {};
+    // The colour faces without a colour of their own are drawn in.
+    return QStringLiteral("%1|%2|").arg(length_).arg(NetMenuBox::labelColor().rgba()) + drawing;
+}
+
 QString StatusItem::faceText() const {
     return label_.isEmpty() ? kAppTitle : label_;
 }

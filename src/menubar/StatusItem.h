@@ -73,6 +73,7 @@ public:
     double faceLength() const override { return length_; }
     void drawFace(QPainter& p) const override;
     QString faceText() const override;
+    QString faceKey() const override;
     // Coalesces refreshes asked for during one pass of the event loop.
     void scheduleRefresh();
 

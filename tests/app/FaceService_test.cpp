@@ -29,6 +29,8 @@ public:
         p.fillRect(QRectF(0, 0, length, 22), NetMenuBox::labelColor());
     }
     QString faceText() const override { return text; }
+    QString key; // empty: draw to know
+    QString faceKey() const override { return key; }
 };
 
 struct ChangeLog : QObject {
@@ -187,6 +189,28 @@ TEST_F(FaceServiceTest, OneOffRendersScaleDownForThinPanelsAndRefuseBadRequests)
     service.faces()->removeSource(QStringLiteral("network"));
     EXPECT_EQ(service.faces()->watchCount(), 0);
     EXPECT_TRUE(call(host, "Items", {}).arguments()[0].toStringList().isEmpty());
+}
+
+TEST_F(FaceServiceTest, AnUnchangedKeySparesTheDrawingButNotTheText) {
+    FaceService& faces = *service.faces();
+    source.key = QStringLiteral("a");
+    const uint id =
+        call(host, "Watch", request("network", 22, 1, 0xffffffffu)).arguments()[0].toUInt();
+    const int drawn = faces.renders();
+    source.length = 60; // not announced by the key: the source says its drawing is the same
+    source.text = QStringLiteral("\u2191 9 KB/s");
+    faces.sourceChanged(QStringLiteral("network"));
+    ASSERT_TRUE(waitUntil([&] { return !log.changes.isEmpty(); }));
+    EXPECT_EQ(faces.renders(), drawn);
+    EXPECT_EQ(log.changes.front().first, id);
+    EXPECT_EQ(log.changes.front().second.keys(), QStringList{"text"});
+
+    log.changes.clear();
+    source.key = QStringLiteral("b");
+    faces.sourceChanged(QStringLiteral("network"));
+    ASSERT_TRUE(waitUntil([&] { return !log.changes.isEmpty(); }));
+    EXPECT_EQ(faces.renders(), drawn + 1);
+    EXPECT_EQ(log.changes.front().second.value("width").toInt(), 60);
 }
 
 TEST(WidgetBridgerTest, WholeReloadsAreThrottledByTheStoredTime) {
