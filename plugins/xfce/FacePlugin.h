@@ -24,7 +24,7 @@ private:
     static gboolean onSizeChanged(XfcePanelPlugin* plugin, gint size, gpointer self);
     static void onModeChanged(XfcePanelPlugin* plugin, XfcePanelPluginMode mode, gpointer self);
     static void onStyleUpdated(GtkWidget* widget, gpointer self);
-    static void onScaleFactor(GObject* object, GParamSpec* spec, gpointer self);
+    static void onScaleFactor(GObject* object, GParamSpec* property, gpointer self);
     static gboolean onDraw(GtkWidget* widget, cairo_t* cr, gpointer self);
     static gboolean onButtonPress(GtkWidget* widget, GdkEventButton* event, gpointer self);
     static void onFree(XfcePanelPlugin* plugin, gpointer self);

@@ -21,15 +21,15 @@ QString errnoText(int error) {
 }
 
 QString defaultConfigHome() {
-    // The base directory specification ignores a relative XDG_CONFIG_HOME.
+    // XDG base directories ignore a relative XDG_CONFIG_HOME.
     const QString xdg = QFile::decodeName(qgetenv("XDG_CONFIG_HOME"));
     if (!xdg.isEmpty() && QDir::isAbsolutePath(xdg))
         return xdg;
     return QDir::homePath() + QStringLiteral("/.config");
 }
 
-// Creates path and its missing parents, new folders private to the user as the base
-// directory specification asks. Returns errno, 0 on success.
+// Creates path and its missing parents, new folders private to the user as XDG base
+// directories ask. Returns errno, 0 on success.
 int makeFolders(const QString& path) {
     const QByteArray native = QFile::encodeName(QDir::cleanPath(path));
     for (qsizetype at = 1; at <= native.size(); ++at) {
