@@ -3,28 +3,10 @@
 # the panel. Skips (77) with a message when a piece of the host is missing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-app=${LUMENSTAT_BINARY:-}
-for tool in Xvfb xfce4-panel xfconf-query dbus-daemon xwd gdbus; do
-  if ! command -v "$tool" >/dev/null; then
-    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs the tray host)"
-    exit 77
-  fi
-done
-if [ -z "$app" ] || [ ! -x "$app" ]; then
-  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"
-  exit 77
-fi
+. "$here/../support/host_itest.sh"
+host_itest_begin "scripts/install-deps.sh installs the tray host" \
+  Xvfb xfce4-panel xfconf-query dbus-daemon xwd gdbus
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
-  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
-  rm -rf "$work"
-}
-trap cleanup EXIT
 
 . "$here/xfce_panel_session.sh"
 start_xfce_panel 640 || { echo "FAIL: the panel host did not start"; exit 1; }

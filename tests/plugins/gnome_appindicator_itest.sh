@@ -8,20 +8,12 @@
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 src=$(cd "$here/../.." && pwd)
-app=${LUMENSTAT_BINARY:-}
 appindicator=ubuntu-appindicators@ubuntu.com
-for tool in Xvfb gnome-shell dbus-daemon glib-compile-schemas gdbus xwd xdotool ip; do
-  if ! command -v "$tool" >/dev/null; then
-    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs GNOME Shell and the X tools)"
-    exit 77
-  fi
-done
+. "$here/../support/host_itest.sh"
+host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" \
+  Xvfb gnome-shell dbus-daemon glib-compile-schemas gdbus xwd xdotool ip
 if [ ! -d "/usr/share/gnome-shell/extensions/$appindicator" ]; then
   echo "SKIP: gnome-shell-extension-appindicator is not installed"
-  exit 77
-fi
-if [ -z "$app" ] || [ ! -x "$app" ]; then
-  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"
   exit 77
 fi
 ns_a=lsgA$$ ns_b=lsgB$$
@@ -30,16 +22,10 @@ if ! ip netns add "$ns_a" 2>/dev/null; then
   exit 77
 fi
 
-work=$(mktemp -d)
-pids=()
 cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  host_itest_end
   ip netns del "$ns_a" 2>/dev/null
   ip netns del "$ns_b" 2>/dev/null
-  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
-  rm -rf "$work"
 }
 trap cleanup EXIT
 fail() {

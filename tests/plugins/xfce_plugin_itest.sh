@@ -8,31 +8,14 @@
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 menubar="$here/../menubar"
-app=${LUMENSTAT_BINARY:-}
 plugins=${LUMENSTAT_XFCE_PLUGINS:-}
-for tool in Xvfb xfce4-panel xfconf-query dbus-daemon xwd xwininfo xdotool gdbus unshare; do
-  if ! command -v "$tool" >/dev/null; then
-    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs the panel host)"
-    exit 77
-  fi
-done
-if [ -z "$app" ] || [ ! -x "$app" ]; then
-  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"; exit 77
-fi
+. "$here/../support/host_itest.sh"
+host_itest_begin "scripts/install-deps.sh installs the panel host" \
+  Xvfb xfce4-panel xfconf-query dbus-daemon xwd xwininfo xdotool gdbus unshare
 module="$plugins/lib/liblumenstat-network.so"
 if [ -z "$plugins" ] || [ ! -f "$module" ]; then
   echo "SKIP: the xfce4-panel plug-ins are not built (libxfce4panel-2.0-dev is missing)"; exit 77
 fi
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
-  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
-  rm -rf "$work"
-}
-trap cleanup EXIT
 fail() {
   echo "FAIL: $*"
   echo "--- panel log"; cat "$work/panel.log"; echo "--- app log"; cat "$work/app.log" 2>/dev/null
