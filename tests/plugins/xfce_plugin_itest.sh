@@ -23,7 +23,11 @@ fail() {
 }
 
 . "$menubar/xfce_panel_session.sh"
-use_built_plugin "$plugins" network || fail "the built plug-in cannot be put where xfce4-panel looks"
+if ! use_built_plugin "$plugins" network; then
+  # xfce4-panel 4.18 loads plug-ins only from its own folders; without a mount namespace
+  # (root or user namespaces) the built one cannot be shown to it.
+  echo "SKIP: the built plug-in cannot be put where xfce4-panel looks"; exit 77
+fi
 
 # The face between two expanding separators, so the app's panel can hang centred under it, on
 # a dark panel whose theme gives the plug-in light text and a background of its own to find
