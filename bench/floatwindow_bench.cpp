@@ -2,14 +2,13 @@
 // take their values, and the window is drawn into a 2x frame. And one animation frame: the
 // sparklines' boxes alone, as drawn about 15 times after each tick. Budget: under 1 ms per
 // tick in the wide mode.
+#include "DrawingBench.h"
 #include "menubar/StockView_T.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 #include "ui/FloatWindowController.h"
 
-#include <QApplication>
-#include <QDir>
 #include <QImage>
 
 #include <benchmark/benchmark.h>
@@ -74,17 +73,9 @@ BENCHMARK(BM_FloatWindowFrameWide)->Unit(benchmark::kMicrosecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    QByteArray base = (QDir::tempPath() + "/lumenstat-bench-XXXXXX").toLocal8Bit();
-    if (!mkdtemp(base.data()))
+    DrawingBench bench(argc, argv);
+    if (!bench.ready())
         return 2;
-    setenv("XDG_CONFIG_HOME", base.constData(), 1);
-    setenv("XDG_DATA_HOME", base.constData(), 1);
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    DynamicAppearance::shared().setSource(FixedAppearanceSource::make(false));
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    QDir(QString::fromLocal8Bit(base)).removeRecursively();
+    DrawingBench::run(argc, argv);
     return 0;
 }

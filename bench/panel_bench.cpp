@@ -4,6 +4,7 @@
 //
 // The first open of the process (fonts, palette, string tables loaded) is timed once and
 // printed before the benchmarks, which then measure the steady state.
+#include "DrawingBench.h"
 #include "menubar/MenuDrawing.h"
 #include "network/DataUsageProvider.h"
 #include "network/NetworkMonitor.h"
@@ -137,13 +138,9 @@ BENCHMARK(BM_HomeTickVisible)->Unit(benchmark::kMicrosecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    QByteArray base = (QDir::tempPath() + "/lumenstat-bench-XXXXXX").toLocal8Bit();
-    if (!mkdtemp(base.data()))
+    DrawingBench bench(argc, argv);
+    if (!bench.ready())
         return 2;
-    setenv("XDG_CONFIG_HOME", base.constData(), 1);
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    DynamicAppearance::shared().setSource(FixedAppearanceSource::make(false));
     {
         Fixture f;
         fixture = &f;
@@ -162,11 +159,8 @@ int main(int argc, char** argv) {
         cold.start();
         openOnce(nullptr);
         std::printf("first open of the process: %.1f ms\n", cold.nsecsElapsed() / 1e6);
-        benchmark::Initialize(&argc, argv);
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
+        DrawingBench::run(argc, argv);
         fixture = nullptr;
     }
-    QDir(QString::fromLocal8Bit(base)).removeRecursively();
     return 0;
 }

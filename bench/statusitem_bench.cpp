@@ -1,14 +1,12 @@
 // The status item's work per tick: the style takes the record, is drawn into the tray pixmap
 // at 2x, and the result is compared with the last pixmap before anything is sent. Budget:
 // under 300 microseconds per tick for the widest style.
+#include "DrawingBench.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
-
-#include <QApplication>
-#include <QDir>
 
 #include <benchmark/benchmark.h>
 
@@ -57,16 +55,9 @@ BENCHMARK(BM_TickStockStyle)->Unit(benchmark::kMicrosecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    QByteArray base = (QDir::tempPath() + "/lumenstat-bench-XXXXXX").toLocal8Bit();
-    if (!mkdtemp(base.data()))
+    DrawingBench bench(argc, argv);
+    if (!bench.ready())
         return 2;
-    setenv("XDG_CONFIG_HOME", base.constData(), 1);
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication app(argc, argv);
-    DynamicAppearance::shared().setSource(FixedAppearanceSource::make(false));
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    QDir(QString::fromLocal8Bit(base)).removeRecursively();
+    DrawingBench::run(argc, argv);
     return 0;
 }
