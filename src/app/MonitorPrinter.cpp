@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string>
 
 namespace {
 
@@ -157,30 +158,96 @@ QByteArray MonitorPrinter::line(const ActivityObject& record, const std::optiona
     return options.json ? jsonLine(record, cpuRate) : textLine(record, cpuRate);
 }
 
+// The pieces of the text line, each formatted again only when its value changed: at idle a
+// tick formats nothing but the session time, and the line is put together in one buffer.
+struct MonitorPrinter::TextPieces {
+    struct Number {
+        std::optional<uint64_t> key;
+        std::string text;
+    };
+    struct Text {
+        std::optional<QString> key;
+        std::string text;
+    };
+
+    Number up, down, upTotal, downTotal;
+    Text cpu, ssid, ip;
+    std::string line;
+
+    static void speed(Number& piece, uint64_t kb) {
+        if (piece.key == kb)
+            return;
+        const auto text = SpeedText::adaptive(kb);
+        char buf[64];
+        const int n = std::snprintf(buf, sizeof buf, "%7s %s", text.value.toUtf8().constData(),
+                                    text.unit.toUtf8().constData());
+        piece.text.assign(buf, n < 0 ? 0 : std::min<size_t>(n, sizeof buf - 1));
+        piece.key = kb;
+    }
+    static void volume(Number& piece, uint64_t kb) {
+        if (piece.key == kb)
+            return;
+        piece.text = SpeedText::dataVolumeText(kb).toStdString();
+        piece.key = kb;
+    }
+    // Returns false when there is no value to show.
+    static bool text(Text& piece, const std::optional<QString>& value,
+                     const std::function<std::string(const QString&)>& convert) {
+        if (!value)
+            return false;
+        if (piece.key != value) {
+            piece.text = convert(*value);
+            piece.key = value;
+        }
+        return true;
+    }
+
+    const std::string& build(const ActivityObject& r, const std::optional<QString>& cpuRate) {
+        speed(up, r.paceActivities.up);
+        speed(down, r.paceActivities.down);
+        volume(upTotal, r.netActivities.up);
+        volume(downTotal, r.netActivities.down);
+        const QByteArray time = r.time.toUtf8();
+        line.clear();
+        if (time.size() < 8)
+            line.append(static_cast<size_t>(8 - time.size()), ' ');
+        line.append(time.constData(), static_cast<size_t>(time.size()));
+        line += "  up ";
+        line += up.text;
+        line += "  down ";
+        line += down.text;
+        line += "  total up ";
+        line += upTotal.text;
+        line += " down ";
+        line += downTotal.text;
+        line += "  ";
+        line += modeName(r.netMode);
+        const auto plain = [](const QString& s) { return s.toStdString(); };
+        if (text(cpu, cpuRate, [](const QString& s) {
+                return s.isEmpty() || s == QLatin1String("--") ? std::string("--")
+                                                               : s.toStdString() + '%';
+            })) {
+            line += "  cpu ";
+            line += cpu.text;
+        }
+        if (text(ssid, r.ssid, plain)) {
+            line += "  ";
+            line += ssid.text;
+        }
+        if (text(ip, r.IPLocation, plain)) {
+            line += "  ";
+            line += ip.text;
+        }
+        return line;
+    }
+};
+
+MonitorPrinter::~MonitorPrinter() = default;
+
 QByteArray MonitorPrinter::textLine(const ActivityObject& r,
                                     const std::optional<QString>& cpuRate) {
-    // Every value is text already, so one formatted print of strings is all a line takes
-    // (%s never depends on the locale).
-    const auto up = SpeedText::adaptive(r.paceActivities.up);
-    const auto down = SpeedText::adaptive(r.paceActivities.down);
-    char buf[512];
-    const int n = std::snprintf(
-        buf, sizeof buf, "%8s  up %7s %s  down %7s %s  total up %s down %s  %s",
-        r.time.toUtf8().constData(), up.value.toUtf8().constData(), up.unit.toUtf8().constData(),
-        down.value.toUtf8().constData(), down.unit.toUtf8().constData(),
-        SpeedText::dataVolumeText(r.netActivities.up).toUtf8().constData(),
-        SpeedText::dataVolumeText(r.netActivities.down).toUtf8().constData(), modeName(r.netMode));
-    QByteArray line(buf, n < 0 ? 0 : std::min(n, static_cast<int>(sizeof buf) - 1));
-    if (cpuRate) {
-        line += "  cpu ";
-        line += cpuRate->isEmpty() || *cpuRate == QLatin1String("--") ? QByteArray("--")
-                                                                      : cpuRate->toUtf8() + '%';
-    }
-    if (r.ssid)
-        line += "  " + r.ssid->toUtf8();
-    if (r.IPLocation)
-        line += "  " + r.IPLocation->toUtf8();
-    return line;
+    TextPieces pieces;
+    return QByteArray::fromStdString(pieces.build(r, cpuRate));
 }
 
 QByteArray MonitorPrinter::jsonLine(const ActivityObject& r,
@@ -213,8 +280,15 @@ void MonitorPrinter::networkActivityDidUpdate(const ActivityRecord& record) {
     std::optional<QString> cpuRate;
     if (cpuRateSource_)
         cpuRate = cpuRateSource_();
-    const QByteArray text = line(*record, cpuRate, options_);
-    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
+    if (!options_.waybar && !options_.json && options_.format.isEmpty()) {
+        if (!pieces_)
+            pieces_ = std::make_unique<TextPieces>();
+        const std::string& text = pieces_->build(*record, cpuRate);
+        std::fwrite(text.data(), 1, text.size(), out_);
+    } else {
+        const QByteArray text = line(*record, cpuRate, options_);
+        std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
+    }
     std::fputc('\n', out_);
     std::fflush(out_);
     ++ticks_;

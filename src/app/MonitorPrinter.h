@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 
 // What the monitor prints per tick.
@@ -30,6 +31,7 @@ class MonitorPrinter : public QObject, public ActivityObserver {
     Q_OBJECT
 public:
     MonitorPrinter(MonitorOptions options, std::FILE* out = stdout, QObject* parent = nullptr);
+    ~MonitorPrinter() override;
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
     // Where each line's CPU load text comes from (the CPU reader's cpuRate, reloaded by the
@@ -60,4 +62,6 @@ private:
     long ticks_ = 0;
     std::FILE* out_;
     std::function<QString()> cpuRateSource_;
+    struct TextPieces;
+    std::unique_ptr<TextPieces> pieces_;
 };

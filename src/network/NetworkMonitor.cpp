@@ -14,6 +14,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace {
 
@@ -297,16 +298,22 @@ QString NetworkMonitor::timeTextForElapsed(double elapsed) {
     if (!(elapsed > 0))
         elapsed = 0;
     const auto s = static_cast<unsigned long>(elapsed);
+    // "%02lu" is fullTimeText: two digits at least, all of them above 99.
+    char buf[96];
+    int n;
     if (elapsed < 60)
-        return "00:" + fullTimeText(s);
-    if (elapsed < 3600)
-        return fullTimeText(static_cast<unsigned long>(elapsed / 60)) + ":" + fullTimeText(s % 60);
-    if (elapsed < 86400)
-        return fullTimeText(static_cast<unsigned long>(elapsed / 3600)) + ":" +
-               fullTimeText((s % 3600) / 60) + ":" + fullTimeText(s % 60);
-    return fullTimeText(static_cast<unsigned long>(elapsed / 86400)) + "." +
-           fullTimeText((s % 86400) / 3600) + ":" + fullTimeText((s % 3600) / 60) + ":" +
-           fullTimeText(s % 60);
+        n = std::snprintf(buf, sizeof buf, "00:%02lu", s);
+    else if (elapsed < 3600)
+        n = std::snprintf(buf, sizeof buf, "%02lu:%02lu", static_cast<unsigned long>(elapsed / 60),
+                          s % 60);
+    else if (elapsed < 86400)
+        n = std::snprintf(buf, sizeof buf, "%02lu:%02lu:%02lu",
+                          static_cast<unsigned long>(elapsed / 3600), (s % 3600) / 60, s % 60);
+    else
+        n = std::snprintf(buf, sizeof buf, "%02lu.%02lu:%02lu:%02lu",
+                          static_cast<unsigned long>(elapsed / 86400), (s % 86400) / 3600,
+                          (s % 3600) / 60, s % 60);
+    return QString::fromLatin1(buf, std::clamp(n, 0, static_cast<int>(sizeof buf) - 1));
 }
 
 QString NetworkMonitor::timeText() const {

@@ -152,3 +152,44 @@ TEST(MonitorCpuLoad, LinesCarryTheLoadTheReaderGives) {
     std::fclose(out);
     EXPECT_EQ(nlohmann::json::parse(line).at("cpuRate"), "75");
 }
+
+TEST(MonitorCpuLoad, RunningPrinterLinesMatchOneOffLinesAsValuesChangeAndReturn) {
+    // The running printer keeps the texts of the last tick; each line must still be the
+    // one a fresh printer gives for the same record.
+    std::vector<std::pair<ActivityObject, std::optional<QString>>> ticks;
+    ActivityObject r;
+    r.time = "00:01";
+    r.netMode = 1;
+    ticks.push_back({r, "5"});
+    r.time = "00:02";
+    r.paceActivities = {2048, 1};
+    r.netActivities = {5u << 20, 1};
+    r.ssid = QString("Café");
+    ticks.push_back({r, "5"});
+    r.time = "1.02:03:04";
+    r.IPLocation = QString("192.0.2.7");
+    ticks.push_back({r, "--"});
+    r = ActivityObject();
+    r.time = "00:04";
+    ticks.push_back({r, std::nullopt});
+    ticks.push_back({ticks[1].first, "5"});
+
+    std::FILE* out = std::tmpfile();
+    size_t next = 0;
+    MonitorPrinter printer(MonitorOptions(), out);
+    printer.setCpuRateSource([&] { return ticks[next].second.value_or(QString()); });
+    for (next = 0; next < ticks.size(); ++next) {
+        if (!ticks[next].second)
+            printer.setCpuRateSource({});
+        else if (next > 0 && !ticks[next - 1].second)
+            printer.setCpuRateSource([&] { return *ticks[next].second; });
+        printer.networkActivityDidUpdate(std::make_shared<ActivityObject>(ticks[next].first));
+    }
+    std::rewind(out);
+    char line[4096];
+    for (const auto& [record, cpu] : ticks) {
+        ASSERT_TRUE(std::fgets(line, sizeof line, out));
+        EXPECT_EQ(QByteArray(line), MonitorPrinter::textLine(record, cpu) + '\n');
+    }
+    std::fclose(out);
+}
