@@ -7,6 +7,7 @@
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
 #include "network/DataUsageProvider.h"
+#include "platform/linux/LoaderPages.h"
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
 #include "power/PowerPercentageLogger.h"
@@ -18,9 +19,12 @@
 #include "system/CPUReader.h"
 #include "ui/FloatWindowController.h"
 #include "ui/HomePanel.h"
+#include "ui/MenuPopoverWindowController.h"
 
 #include <QCoreApplication>
 #include <QTimer>
+
+#include <malloc.h>
 
 // Components that are not part of this build yet keep their hooks empty:
 //   battery              load/updateBatteryMenuBarItemIfNeed
@@ -54,6 +58,9 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
         h.loadNetMenuBarItemIfNeed = [] {
             NetMenuBarItemController& item = NetMenuBarItemController::shared();
             if (!item.showPopoverHandler) {
+                QObject::connect(HomePanel::shared().windowController(),
+                                 &MenuPopoverWindowController::didClose, qApp,
+                                 [] { scheduleMemoryTrim(); });
                 item.showPopoverHandler = [](QPoint point) { HomePanel::shared().toggleAt(point); };
                 item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
                 item.statusItem()->setMenuActions({
@@ -165,4 +172,20 @@ void connectFaces(AppRole role, FaceService* faces) {
     StatusItem* item = net.statusItem();
     item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
     faces->addSource(QStringLiteral("network"), item, item);
+}
+
+void scheduleMemoryTrim() {
+    // One trim for any number of requests within the delay: the panel may open and close
+    // several times in a row.
+    static QTimer* timer = nullptr;
+    if (!timer) {
+        timer = new QTimer(qApp);
+        timer->setSingleShot(true);
+        timer->setInterval(5000);
+        QObject::connect(timer, &QTimer::timeout, [] {
+            LoaderPages::release();
+            ::malloc_trim(0);
+        });
+    }
+    timer->start();
 }

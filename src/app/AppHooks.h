@@ -31,3 +31,8 @@ void connectFaces(AppRole role, FaceService* faces);
 // Connects the panel and the floating window's switches to delegate (the tray app only);
 // a null delegate disconnects them again before the delegate goes away.
 void connectWindows(AppRole role, AppDelegate* delegate);
+
+// Hands memory the process no longer uses back to the system: the pages the loader read at
+// start-up and free heap. Runs once start-up has settled and again after the panel closed
+// (which builds and loads the most).
+void scheduleMemoryTrim();

@@ -106,6 +106,8 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     if (service)
         monitor.addActivityObserver(service);
 
+    scheduleMemoryTrim();
+
     const int rc = app->exec();
     stopSampling(monitor);
     delegate.applicationWillTerminate();
