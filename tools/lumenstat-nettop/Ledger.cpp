@@ -44,7 +44,7 @@ void Ledger::observe(const SocketRecord& s, const OwnerLookup& ownerOf) {
             return; // closed before we knew it: its destroy notification accounts for it
         Tracked tracked;
         if (needsOwner(s))
-            tracked.pid = ownerOf(s.inode).value_or(-1);
+            tracked.pid = ownerOf(s.inode).value_or(kOwnerUnknown);
         it = sockets_.emplace(s.cookie, tracked).first;
     }
     Tracked& t = it->second;
@@ -72,11 +72,12 @@ void Ledger::endDump() {
 
 void Ledger::destroyed(const SocketRecord& s) {
     if (auto it = sockets_.find(s.cookie); it != sockets_.end()) {
-        const Tracked& t = it->second;
+        const Tracked t = it->second;
+        sockets_.erase(it);
         if (t.pid >= 0)
             credit(t.pid, grown(s.received, t.received), grown(s.acked, t.acked));
-        sockets_.erase(it);
-        return;
+        if (t.pid != kOwnerUnknown)
+            return;
     }
     if (externalOnly_ && !isExternalPeer(s.remote))
         return;

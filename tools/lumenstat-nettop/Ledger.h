@@ -62,6 +62,12 @@ private:
         uint16_t port = 0;
         bool operator<(const Endpoint& o) const;
     };
+    // Sockets of other users and with internal peers.
+    static constexpr int kNotCounted = -1;
+    // No process held the socket when we looked (it may have been closed meanwhile): it is
+    // accounted for as a socket seen first when it closes.
+    static constexpr int kOwnerUnknown = -2;
+
     struct Tracked {
         int pid = -1; // -1: not counted (no owner found, other user, internal peer)
         uint64_t received = 0;

@@ -61,6 +61,7 @@ void ProcessTable::scan(int pid, std::unordered_set<uint32_t>& missing,
         uint32_t inode = 0;
         if (n <= 0 || !socketInode(link, static_cast<size_t>(n), inode))
             continue;
+        lastSeen_[inode] = pid;
         if (missing.erase(inode)) {
             found.emplace(inode, pid);
             owns = true;
@@ -75,6 +76,7 @@ void ProcessTable::scan(int pid, std::unordered_set<uint32_t>& missing,
 
 std::unordered_map<uint32_t, int> ProcessTable::owners(const std::unordered_set<uint32_t>& inodes) {
     std::unordered_map<uint32_t, int> found;
+    lastSeen_.clear();
     if (inodes.empty())
         return found;
     std::unordered_set<uint32_t> missing = inodes;

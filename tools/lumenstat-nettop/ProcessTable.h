@@ -25,6 +25,10 @@ public:
     // Commas and control characters become '_' so the name fits one output field.
     std::string name(int pid);
 
+    // Every socket inode the last owners() call came across, with its process: sockets
+    // opened after a dump, for a second dump to place.
+    const std::unordered_map<uint32_t, int>& lastSeen() const { return lastSeen_; }
+
     size_t fullScans() const { return fullScans_; }
 
 private:
@@ -33,6 +37,7 @@ private:
 
     std::string root_;
     std::set<int> owners_; // processes that held sockets we looked for
+    std::unordered_map<uint32_t, int> lastSeen_;
     std::unordered_map<int, std::string> names_;
     size_t fullScans_ = 0;
 };

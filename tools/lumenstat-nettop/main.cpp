@@ -73,7 +73,14 @@ public:
         for (const SocketRecord& s : records_)
             if (ledger_.needsOwner(s))
                 unknown.insert(s.inode);
-        const auto owners = table_.owners(unknown);
+        auto owners = table_.owners(unknown);
+        if (owners.size() < unknown.size() && !table_.lastSeen().empty()) {
+            // Some sockets closed before their process was looked at. Short connections
+            // come in series: the walk saw the ones open now, which a second dump places.
+            owners.insert(table_.lastSeen().begin(), table_.lastSeen().end());
+            records_.clear();
+            diag_.dump([this](const SocketRecord& s) { records_.push_back(s); });
+        }
         const auto ownerOf = [&owners](uint32_t inode) -> std::optional<int> {
             auto it = owners.find(inode);
             return it == owners.end() ? std::nullopt : std::optional<int>(it->second);
