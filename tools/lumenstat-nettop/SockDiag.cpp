@@ -34,7 +34,8 @@ Address address(uint8_t family, const __be32* words) {
 
 // Fills a record from one inet_diag message; false when it is not one.
 bool parse(const nlmsghdr* h, SocketRecord& r) {
-    if (h->nlmsg_type != SOCK_DIAG_BY_FAMILY || h->nlmsg_len < NLMSG_LENGTH(sizeof(inet_diag_msg)))
+    if ((h->nlmsg_type != SOCK_DIAG_BY_FAMILY && h->nlmsg_type != TCPDIAG_GETSOCK) ||
+        h->nlmsg_len < NLMSG_LENGTH(sizeof(inet_diag_msg)))
         return false;
     const auto* m = static_cast<const inet_diag_msg*>(NLMSG_DATA(h));
     if (m->idiag_family != AF_INET && m->idiag_family != AF_INET6)
@@ -79,6 +80,27 @@ SockDiag::~SockDiag() {
 }
 
 bool SockDiag::dump(const Sink& sink) {
+    // The older request form walks the kernel's socket tables once for both families; the
+    // current one walks them once per family, which doubles the cost of a dump (the tables
+    // are sized for the machine's memory, not for its sockets). Kernels without the older
+    // form get two current requests.
+    if (!dualStackRefused_) {
+        struct {
+            nlmsghdr header;
+            inet_diag_req request;
+        } message{};
+        message.header.nlmsg_len = sizeof(message);
+        message.header.nlmsg_type = TCPDIAG_GETSOCK;
+        message.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+        message.header.nlmsg_seq = ++seq_;
+        message.request.idiag_family = AF_INET;
+        message.request.idiag_ext = 1u << (INET_DIAG_INFO - 1);
+        message.request.idiag_states = kDumpStates;
+        const Result result = request(&message, sizeof(message), sink);
+        if (result != Result::Refused)
+            return result == Result::Done;
+        dualStackRefused_ = true;
+    }
     return dumpFamily(AF_INET, sink) && dumpFamily(AF_INET6, sink);
 }
 
@@ -95,29 +117,35 @@ bool SockDiag::dumpFamily(int family, const Sink& sink) {
     message.request.sdiag_protocol = IPPROTO_TCP;
     message.request.idiag_ext = 1u << (INET_DIAG_INFO - 1);
     message.request.idiag_states = kDumpStates;
+    return request(&message, sizeof(message), sink) == Result::Done;
+}
+
+SockDiag::Result SockDiag::request(const void* message, size_t size, const Sink& sink) {
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
-    if (::sendto(dumpFd_, &message, sizeof(message), 0, reinterpret_cast<sockaddr*>(&kernel),
-                 sizeof(kernel)) < 0)
-        return false;
+    if (::sendto(dumpFd_, message, size, 0, reinterpret_cast<sockaddr*>(&kernel), sizeof(kernel)) <
+        0)
+        return Result::Failed;
 
     alignas(nlmsghdr) static char buffer[kBufferSize];
     SocketRecord record;
+    bool any = false;
     for (;;) {
         const ssize_t n = ::recv(dumpFd_, buffer, sizeof(buffer), 0);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            return false;
+            return Result::Failed;
         int left = static_cast<int>(n);
         for (auto* h = reinterpret_cast<nlmsghdr*>(buffer); NLMSG_OK(h, left);
              h = NLMSG_NEXT(h, left)) {
             if (h->nlmsg_seq != seq_)
                 continue;
             if (h->nlmsg_type == NLMSG_DONE)
-                return true;
+                return Result::Done;
             if (h->nlmsg_type == NLMSG_ERROR)
-                return false;
+                return any ? Result::Failed : Result::Refused;
+            any = true;
             if (parse(h, record))
                 sink(record);
         }

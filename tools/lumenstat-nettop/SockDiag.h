@@ -32,11 +32,14 @@ public:
     unsigned long overruns() const { return overruns_; }
 
 private:
+    enum class Result { Done, Refused, Failed };
     bool dumpFamily(int family, const Sink& sink);
+    Result request(const void* message, size_t size, const Sink& sink);
 
     int dumpFd_ = -1;
     int destroyFd_ = -1;
     unsigned seq_ = 0;
+    bool dualStackRefused_ = false;
     unsigned long overruns_ = 0;
 };
 
