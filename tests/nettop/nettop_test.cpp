@@ -148,6 +148,12 @@ TEST(NettopLedger, UnplacedBytesWaitForADumpThenExpire) {
     take(ledger);
     ledger.destroyed(tcp(32, "198.51.100.1", 443, 50, 5, 0, 0));
     EXPECT_EQ(take(ledger), (std::map<int, Moved>{{3, {50, 5}}}));
+    // One that stayed without an owner for several dumps is no short connection: not guessed.
+    for (int i = 0; i < 3; ++i)
+        dump(ledger,
+             {tcp(31, "198.51.100.1", 443, 10, 1, 3001), tcp(33, "198.51.100.1", 443, 9, 9, 8)});
+    ledger.destroyed(tcp(33, "198.51.100.1", 443, 900, 900, 0, 0));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{}));
     // Nobody ever talks to this peer: dropped after the waiting samples.
     ledger.destroyed(tcp(40, "192.0.2.9", 443, 70, 7, 0, 0));
     for (int i = 0; i < Ledger::kWaitSamples; ++i)

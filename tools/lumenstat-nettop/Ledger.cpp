@@ -43,6 +43,7 @@ void Ledger::observe(const SocketRecord& s, const OwnerLookup& ownerOf) {
         if (s.inode == 0)
             return; // closed before we knew it: its destroy notification accounts for it
         Tracked tracked;
+        tracked.born = generation_;
         if (needsOwner(s))
             tracked.pid = ownerOf(s.inode).value_or(kOwnerUnknown);
         it = sockets_.emplace(s.cookie, tracked).first;
@@ -76,7 +77,8 @@ void Ledger::destroyed(const SocketRecord& s) {
         sockets_.erase(it);
         if (t.pid >= 0)
             credit(t.pid, grown(s.received, t.received), grown(s.acked, t.acked));
-        if (t.pid != kOwnerUnknown)
+        // Only a socket that closed right after its first dump is such a short connection.
+        if (t.pid != kOwnerUnknown || t.born + 1 < generation_)
             return;
     }
     if (externalOnly_ && !isExternalPeer(s.remote))

@@ -64,8 +64,8 @@ private:
     };
     // Sockets of other users and with internal peers.
     static constexpr int kNotCounted = -1;
-    // No process held the socket when we looked (it may have been closed meanwhile): it is
-    // accounted for as a socket seen first when it closes.
+    // No process held the socket when we looked: it was closed meanwhile (counted at its
+    // close like a socket never seen) or belongs to no process we can see (never counted).
     static constexpr int kOwnerUnknown = -2;
 
     struct Tracked {
@@ -73,6 +73,7 @@ private:
         uint64_t received = 0;
         uint64_t acked = 0;
         uint64_t generation = 0; // the dump that saw it last
+        uint64_t born = 0;       // the dump that saw it first
     };
     struct Waiting {
         Endpoint remote;

@@ -68,7 +68,8 @@ public:
 
     void dump() {
         records_.clear();
-        diag_.dump([this](const SocketRecord& s) { records_.push_back(s); });
+        if (!diag_.dump([this](const SocketRecord& s) { records_.push_back(s); }))
+            return; // a partial dump would look like closed sockets
         std::unordered_set<uint32_t> unknown;
         for (const SocketRecord& s : records_)
             if (ledger_.needsOwner(s))
@@ -79,7 +80,8 @@ public:
             // come in series: the walk saw the ones open now, which a second dump places.
             owners.insert(table_.lastSeen().begin(), table_.lastSeen().end());
             records_.clear();
-            diag_.dump([this](const SocketRecord& s) { records_.push_back(s); });
+            if (!diag_.dump([this](const SocketRecord& s) { records_.push_back(s); }))
+                return;
         }
         const auto ownerOf = [&owners](uint32_t inode) -> std::optional<int> {
             auto it = owners.find(inode);
