@@ -31,8 +31,8 @@ def serve(port, reply):
     while True:
         c = srv.accept()[0]
         threading.Thread(target=handle, args=(c, reply), daemon=True).start()
-for spec in sys.argv[1:]:
-    port, reply = map(int, spec.split(":"))
+for pair in sys.argv[1:]:
+    port, reply = map(int, pair.split(":"))
     threading.Thread(target=serve, args=(port, reply), daemon=True).start()
 print("ready", flush=True); sys.stdin.read()
 """
