@@ -25,3 +25,12 @@ print(f'wall {wall:.1f} s, cpu {u + s:.3f} s ({100 * (u + s) / wall:.3f} % of on
 # Idle cost against the floor program, side by side (headless monitor and the tray app in
 # xfce4-panel under Xvfb).
 bash "$(dirname "$0")/idle.sh" "$BUILD" "${LUMENSTAT_IDLE_SECONDS:-60}"
+
+# The per-process traffic tool against nethogs on 1,000 connections (network namespaces and
+# nethogs need root).
+if [ "$(id -u)" = 0 ]; then
+  echo "== lumenstat-nettop against nethogs -t"
+  bash "$(dirname "$0")/nettop_bench.sh" "$BUILD" || true
+else
+  echo "== lumenstat-nettop against nethogs -t: skipped (needs root)"
+fi

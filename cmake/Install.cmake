@@ -21,7 +21,7 @@ add_custom_target(lumenstat-icons ALL DEPENDS ${_icon_files})
 install(TARGETS lumenstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT lumenstat)
 # The per-process traffic tool lives beside the app, out of PATH.
 if(TARGET lumenstat-nettop)
-  install(TARGETS lumenstat-nettop RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}
+  install(TARGETS lumenstat-nettop RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/lumenstat
           COMPONENT lumenstat)
 endif()
 install(FILES resources/com.quillfern.Lumenstat.desktop

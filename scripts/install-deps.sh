@@ -9,7 +9,8 @@ PACKAGES=(
   libsqlite3-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
-  xvfb xauth iproute2 procps time
+  xvfb xauth iproute2 procps time util-linux
+  nethogs
   fonts-dejavu-core locales
   desktop-file-utils appstream dpkg-dev file
 )

@@ -58,8 +58,8 @@ try:
                    if "lumenstat-nettop" in files]
     if built_tools:
         libexec = cache.get("CMAKE_INSTALL_LIBEXECDIR", "libexec")
-        checks.expect(os.access(os.path.join(root, libexec, "lumenstat-nettop"), os.X_OK),
-                      "the traffic tool is in " + libexec)
+        checks.expect(os.access(os.path.join(root, libexec, "lumenstat", "lumenstat-nettop"), os.X_OK),
+                      "the traffic tool is in " + libexec + "/lumenstat")
 
     # Desktop entry.
     desktop = os.path.join(share, "applications", ICON + ".desktop")

@@ -1,0 +1,270 @@
+// The traffic tool's pure parts: which peers count, the per-process bookkeeping of socket
+// counters, the command line, the output lines and the process table over a fixture tree.
+#include "Ledger.h"
+#include "Options.h"
+#include "ProcessTable.h"
+#include "SampleText.h"
+
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+
+using namespace nettop;
+
+namespace {
+
+Address addr(const char* text) {
+    Address a;
+    a.family = std::string(text).find(':') == std::string::npos ? AF_INET : AF_INET6;
+    EXPECT_EQ(inet_pton(a.family, text, a.bytes.data()), 1) << text;
+    return a;
+}
+
+SocketRecord tcp(uint64_t cookie, const char* remote, uint16_t port, uint64_t in, uint64_t out,
+                 uint32_t inode = 0, uint32_t uid = 1000) {
+    SocketRecord s;
+    s.cookie = cookie;
+    s.state = kTcpEstablished;
+    s.remote = addr(remote);
+    s.local = addr(s.remote.family == AF_INET ? "10.0.0.2" : "2001:db8::2");
+    s.localPort = static_cast<uint16_t>(40000 + cookie);
+    s.remotePort = port;
+    s.received = in;
+    s.acked = out;
+    s.inode = inode ? inode : static_cast<uint32_t>(cookie + 500);
+    s.uid = uid;
+    return s;
+}
+
+// Socket inode n belongs to pid n / 1000 (0: no owner found).
+std::optional<int> ownerByThousands(uint32_t inode) {
+    return inode >= 1000 ? std::optional<int>(static_cast<int>(inode / 1000)) : std::nullopt;
+}
+
+struct Moved {
+    uint64_t in = 0, out = 0;
+    bool operator==(const Moved&) const = default;
+};
+std::map<int, Moved> take(Ledger& ledger) {
+    std::map<int, Moved> out;
+    for (const ProcessDelta& d : ledger.takeDeltas())
+        out[d.pid] = {d.bytesIn, d.bytesOut};
+    return out;
+}
+
+void dump(Ledger& ledger, const std::vector<SocketRecord>& sockets) {
+    ledger.beginDump();
+    for (const SocketRecord& s : sockets)
+        ledger.observe(s, ownerByThousands);
+    ledger.endDump();
+}
+
+} // namespace
+
+TEST(NettopPeer, OnlyRoutedPeersAreExternal) {
+    const std::pair<const char*, bool> cases[] = {
+        {"93.184.216.34", true},
+        {"10.1.2.3", true},
+        {"127.0.0.1", false},
+        {"127.255.0.9", false},
+        {"169.254.10.1", false},
+        {"169.253.0.1", true},
+        {"0.0.0.0", false},
+        {"2001:db8::1", true},
+        {"::1", false},
+        {"::", false},
+        {"::2", true},
+        {"fe80::1", false},
+        {"febf::1", false},
+        {"fec0::1", true},
+        {"::ffff:127.0.0.1", false},
+        {"::ffff:169.254.1.1", false},
+        {"::ffff:8.8.8.8", true},
+    };
+    for (const auto& [text, external] : cases)
+        EXPECT_EQ(isExternalPeer(addr(text)), external) << text;
+}
+
+TEST(NettopLedger, DumpsGiveEachProcessItsGrowth) {
+    Ledger ledger(true, 1000u);
+    // pid 1 holds two sockets, pid 2 one; loopback, another user's and an unowned socket
+    // never count.
+    dump(ledger,
+         {tcp(1, "203.0.113.1", 443, 100, 10, 1001), tcp(2, "2001:db8::9", 443, 5, 50, 1002),
+          tcp(3, "203.0.113.2", 80, 7, 7, 2001), tcp(4, "127.0.0.1", 80, 999, 999, 1003),
+          tcp(5, "203.0.113.3", 22, 999, 999, 3001, 0), tcp(6, "203.0.113.4", 22, 9, 9, 7)});
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{{1, {105, 60}}, {2, {7, 7}}}));
+    // Growth only; a counter that went down gives nothing; pid 2's socket went quiet.
+    dump(ledger,
+         {tcp(1, "203.0.113.1", 443, 150, 10, 1001), tcp(2, "2001:db8::9", 443, 4, 80, 1002),
+          tcp(3, "203.0.113.2", 80, 7, 7, 2001), tcp(4, "127.0.0.1", 80, 2000, 2000, 1003)});
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{{1, {50, 30}}}));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{})) << "taken deltas start again from zero";
+}
+
+TEST(NettopLedger, ClosingSocketsAddTheirLastBytes) {
+    Ledger ledger(true, 1000u);
+    dump(ledger, {tcp(1, "203.0.113.1", 443, 100, 10, 1001), tcp(4, "127.0.0.1", 80, 1, 1, 1003),
+                  tcp(5, "203.0.113.1", 443, 1, 1, 3001, 0)});
+    SocketRecord listener = tcp(9, "0.0.0.0", 0, 0, 0, 2009);
+    listener.state = kTcpListen;
+    listener.localPort = 8080;
+    dump(ledger, {tcp(1, "203.0.113.1", 443, 100, 10, 1001), listener});
+    take(ledger);
+    // Seen before: the growth since the last dump (the notification has no owner).
+    ledger.destroyed(tcp(1, "203.0.113.1", 443, 130, 15, 0, 0));
+    // Never seen: accepted on pid 2's listening port; to pid 1's recent peer; loopback and
+    // another user's known socket are not counted, even towards a recent peer.
+    SocketRecord accepted = tcp(20, "198.51.100.7", 5555, 40, 4, 0, 0);
+    accepted.localPort = 8080;
+    ledger.destroyed(accepted);
+    ledger.destroyed(tcp(21, "203.0.113.1", 443, 3, 2, 0, 0));
+    ledger.destroyed(tcp(4, "127.0.0.1", 80, 500, 500, 0, 0));
+    ledger.destroyed(tcp(5, "203.0.113.1", 443, 500, 500, 0, 0));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{{1, {33, 7}}, {2, {40, 4}}}));
+}
+
+TEST(NettopLedger, UnplacedBytesWaitForADumpThenExpire) {
+    Ledger ledger(true, std::nullopt);
+    dump(ledger, {});
+    // Short connections of pid 3 to one server, closed unseen; a later dump shows pid 3
+    // connected there and the waiting bytes go to it.
+    ledger.destroyed(tcp(30, "198.51.100.1", 443, 1000, 100, 0, 0));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{}));
+    EXPECT_TRUE(ledger.hasWaitingBytes());
+    dump(ledger, {tcp(31, "198.51.100.1", 443, 10, 1, 3001)});
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{{3, {1010, 101}}}));
+    // A socket whose owner was not found (closed before the walk) counts like one never
+    // seen: all its bytes, once placed.
+    dump(ledger,
+         {tcp(31, "198.51.100.1", 443, 10, 1, 3001), tcp(32, "198.51.100.1", 443, 5, 5, 7)});
+    take(ledger);
+    ledger.destroyed(tcp(32, "198.51.100.1", 443, 50, 5, 0, 0));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{{3, {50, 5}}}));
+    // One that stayed without an owner for several dumps is no short connection: not guessed.
+    for (int i = 0; i < 3; ++i)
+        dump(ledger,
+             {tcp(31, "198.51.100.1", 443, 10, 1, 3001), tcp(33, "198.51.100.1", 443, 9, 9, 8)});
+    ledger.destroyed(tcp(33, "198.51.100.1", 443, 900, 900, 0, 0));
+    EXPECT_EQ(take(ledger), (std::map<int, Moved>{}));
+    // Nobody ever talks to this peer: dropped after the waiting samples.
+    ledger.destroyed(tcp(40, "192.0.2.9", 443, 70, 7, 0, 0));
+    for (int i = 0; i < Ledger::kWaitSamples; ++i)
+        EXPECT_EQ(take(ledger), (std::map<int, Moved>{})) << i;
+    EXPECT_EQ(ledger.droppedBytes(), 0u);
+    take(ledger);
+    EXPECT_EQ(ledger.droppedBytes(), 77u);
+    EXPECT_FALSE(ledger.hasWaitingBytes());
+}
+
+TEST(NettopLedger, SocketsMissingFromTwoDumpsAreForgotten) {
+    Ledger ledger(true, std::nullopt);
+    dump(ledger,
+         {tcp(1, "203.0.113.1", 443, 10, 10, 1001), tcp(2, "203.0.113.2", 443, 1, 1, 2001)});
+    dump(ledger, {tcp(2, "203.0.113.2", 443, 1, 1, 2001)});
+    EXPECT_EQ(ledger.trackedSockets(), 2u) << "a closing notification may still be on its way";
+    dump(ledger, {tcp(2, "203.0.113.2", 443, 1, 1, 2001)});
+    EXPECT_EQ(ledger.trackedSockets(), 1u);
+}
+
+TEST(NettopOptions, TheRunnersCommandLineAndErrors) {
+    auto parsed = parseOptions(
+        {"-d", "-P", "-J", "bytes_in, bytes_out", "-x", "-L", "0", "-c", "-t", "external"});
+    ASSERT_TRUE(parsed.options) << parsed.error;
+    EXPECT_TRUE(parsed.options->deltas);
+    EXPECT_TRUE(parsed.options->externalOnly);
+    EXPECT_EQ(parsed.options->samples, 0);
+    EXPECT_EQ(parsed.options->interval, 1.0);
+    EXPECT_EQ(parsed.options->columns, (std::vector<Column>{Column::BytesIn, Column::BytesOut}));
+
+    parsed = parseOptions({"-J", "bytes_out,bytes_in", "-s", "0.25", "-L", "3", "-t", "all"});
+    ASSERT_TRUE(parsed.options) << parsed.error;
+    EXPECT_FALSE(parsed.options->deltas || parsed.options->externalOnly);
+    EXPECT_EQ(parsed.options->interval, 0.25);
+    EXPECT_EQ(parsed.options->samples, 3);
+    EXPECT_EQ(parsed.options->columns, (std::vector<Column>{Column::BytesOut, Column::BytesIn}));
+
+    const std::vector<std::vector<std::string>> bad = {
+        {"-q"},       {"-s"},         {"-s", "0"},    {"-s", "-1"},
+        {"-s", "1x"}, {"-s", "nan"},  {"-L", "-1"},   {"-J", "bytes_in,rx_dupe"},
+        {"-J", ""},   {"-t", "wifi"}, {"-d", "extra"}};
+    for (const auto& args : bad) {
+        parsed = parseOptions(args);
+        EXPECT_FALSE(parsed.options) << args[0];
+        EXPECT_FALSE(parsed.error.empty());
+        EXPECT_EQ(parsed.error.find('\n'), std::string::npos);
+    }
+}
+
+TEST(NettopSampleText, HeaderThenOneLinePerProcess) {
+    const uint64_t huge = std::numeric_limits<uint64_t>::max();
+    const timespec at{1700000000, 123456789};
+    const std::string text =
+        formatSample({Column::BytesIn, Column::BytesOut},
+                     {{"Web Content", 412, 1500, 20}, {"a.b", 7, huge, 0}}, at);
+    std::istringstream lines(text);
+    std::string line;
+    std::vector<std::vector<std::string>> rows;
+    while (std::getline(lines, line)) {
+        std::vector<std::string> fields;
+        std::string field;
+        std::istringstream split(line);
+        while (std::getline(split, field, ','))
+            fields.push_back(field);
+        rows.push_back(fields);
+    }
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0], (std::vector<std::string>{"time", "", "bytes_in", "bytes_out"}));
+    EXPECT_EQ(text.back(), '\n');
+    EXPECT_EQ(rows[1].size(), 4u);
+    EXPECT_EQ(rows[1][0].size(), 15u) << "HH:MM:SS.micros";
+    EXPECT_EQ(rows[1][0].substr(8), ".123456");
+    EXPECT_EQ(std::vector<std::string>(rows[1].begin() + 1, rows[1].end()),
+              (std::vector<std::string>{"Web Content.412", "1500", "20"}));
+    EXPECT_EQ(rows[2][1], "a.b.7");
+    EXPECT_EQ(rows[2][2], std::to_string(huge));
+    // Columns in the order asked for.
+    const std::string swapped =
+        formatSample({Column::BytesOut, Column::BytesIn}, {{"x", 1, 5, 6}}, at);
+    EXPECT_EQ(swapped.substr(0, swapped.find('\n')), "time,,bytes_out,bytes_in,");
+    EXPECT_NE(swapped.find(",x.1,6,5,\n"), std::string::npos);
+}
+
+TEST(NettopProcessTable, SocketOwnersAndNamesFromTheProcTree) {
+    TempDir dir;
+    const std::filesystem::path root = dir.path().toStdString();
+    const auto process = [&](int pid, const std::string& comm, std::vector<std::string> links) {
+        std::filesystem::create_directories(root / std::to_string(pid) / "fd");
+        std::ofstream(root / std::to_string(pid) / "comm") << comm;
+        for (size_t i = 0; i < links.size(); ++i)
+            std::filesystem::create_symlink(links[i], root / std::to_string(pid) / "fd" /
+                                                          std::to_string(i + 3));
+    };
+    process(40, "mail\n", {"/dev/null", "socket:[7001]", "pipe:[7002]"});
+    process(41, "tab,1\tx\n", {"socket:[7003]", "socket:[7004]"});
+    process(42, "idle\n", {"socket:[70x]", "socket:[7005"});
+    std::filesystem::create_directories(root / "self");
+
+    ProcessTable table(root.string());
+    EXPECT_EQ(table.owners({7001, 7004, 7002, 7005, 9999}),
+              (std::unordered_map<uint32_t, int>{{7001, 40}, {7004, 41}}));
+    EXPECT_EQ(table.fullScans(), 1u);
+    EXPECT_EQ(table.name(41), "tab_1_x");
+    // A new socket of a process that owned sockets is found without walking everything.
+    process(43, "other\n", {});
+    std::filesystem::create_symlink("socket:[7006]", root / "41" / "fd" / "9");
+    EXPECT_EQ(table.owners({7006}), (std::unordered_map<uint32_t, int>{{7006, 41}}));
+    EXPECT_EQ(table.fullScans(), 1u);
+    EXPECT_EQ(table.lastSeen().at(7003), 41);
+    // A process that ended keeps the name it had.
+    std::filesystem::remove_all(root / "41");
+    EXPECT_EQ(table.name(41), "tab_1_x");
+    EXPECT_EQ(table.name(4242), "?");
+}
