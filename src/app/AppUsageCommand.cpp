@@ -29,6 +29,8 @@ AppUsageReport storedReport(AppUsageReport::Period period) {
         database.emplace(location);
     DataProvider::Environment environment;
     environment.database = database ? &*database : nullptr;
+    // The printed report has no colours: no need to ask the desktop for its appearance.
+    environment.palette = [] { return TintPalette::system(false); };
     DataProvider provider(environment);
     const DataUsageProvider link(DataUsageProvider::Environment::system());
     return AppUsageReport::make(period, provider.buildNow(), link);

@@ -6,6 +6,7 @@
 #include "settings/Language.h"
 
 #include <QCoreApplication>
+#include <QHash>
 
 #include <algorithm>
 
@@ -60,19 +61,25 @@ std::vector<QDate> weekDates(const QDateTime& moment, const QLocale& locale) {
 std::pair<std::vector<NetApp>, std::vector<NetApp>>
 mergeDatasets(const std::vector<NetDatasetPtr>& datasets) {
     NetDataset merged;
+    // The first merged entry of each name (whatever its kind) and of each bundle identifier.
+    QHash<QString, size_t> byName;
+    QHash<QString, size_t> byBundle;
     for (const NetDatasetPtr& dataset : datasets) {
         for (const NetApp& app : dataset->apps) {
-            const auto same =
-                std::find_if(merged.apps.begin(), merged.apps.end(), [&](const NetApp& m) {
-                    return app.bundleIdentifier ? m.bundleIdentifier == app.bundleIdentifier
-                                                : m.name == app.name;
-                });
-            if (same == merged.apps.end()) {
+            const auto same = app.bundleIdentifier ? byBundle.constFind(*app.bundleIdentifier)
+                                                   : byName.constFind(app.name);
+            if (same == (app.bundleIdentifier ? byBundle.constEnd() : byName.constEnd())) {
+                const size_t index = merged.apps.size();
                 merged.apps.push_back(app);
+                if (!byName.contains(app.name))
+                    byName.insert(app.name, index);
+                if (app.bundleIdentifier)
+                    byBundle.insert(*app.bundleIdentifier, index);
                 continue;
             }
-            if (__builtin_add_overflow(same->bytesIn, app.bytesIn, &same->bytesIn) ||
-                __builtin_add_overflow(same->bytesOut, app.bytesOut, &same->bytesOut))
+            NetApp& into = merged.apps[*same];
+            if (__builtin_add_overflow(into.bytesIn, app.bytesIn, &into.bytesIn) ||
+                __builtin_add_overflow(into.bytesOut, app.bytesOut, &into.bytesOut))
                 qFatal("per-app usage: the merged bytes of %s overflow", qPrintable(app.name));
         }
     }
@@ -108,17 +115,36 @@ void applyTintColors(std::vector<NetApp>& apps, const TintPalette& palette) {
         apps.back().tintColor = palette.others;
 }
 
+std::map<QString, CookedDataset> cookStoredDays(const std::map<QString, QString>& datas) {
+    std::map<QString, CookedDataset> cooked;
+    for (const auto& [day, document] : datas)
+        if (auto one = cookDay(day, document, std::nullopt))
+            cooked[day] = std::move(*one);
+    return cooked;
+}
+
 DataSnapshot buildSnapshot(const QString& today, const QStringList& weekdays,
                            const std::map<QString, QString>& datas,
+                           const std::optional<LiveDay>& live, std::optional<QString> updateTime,
+                           const TintPalette& palette, const QLocale& locale) {
+    return buildSnapshot(today, weekdays, cookStoredDays(datas), live, std::move(updateTime),
+                         palette, locale);
+}
+
+DataSnapshot buildSnapshot(const QString& today, const QStringList& weekdays,
+                           const std::map<QString, CookedDataset>& storedDays,
                            const std::optional<LiveDay>& live, std::optional<QString> updateTime,
                            const TintPalette& palette, const QLocale& locale) {
     DataSnapshot snapshot;
     snapshot.date = today;
     snapshot.weekdays = weekdays;
     snapshot.updateTime = std::move(updateTime);
-    for (const auto& [day, document] : datas)
-        if (auto cooked = cookDay(day, document, live))
-            snapshot.data[day] = std::move(*cooked);
+    // The live day always comes from the live copy, never from its stored document.
+    snapshot.data = storedDays;
+    if (live && snapshot.data.contains(live->date)) {
+        if (auto cooked = cookDay(live->date, std::nullopt, live))
+            snapshot.data[live->date] = std::move(*cooked);
+    }
     if (!snapshot.data.contains(today)) {
         if (auto cooked = cookDay(today, std::nullopt, live))
             snapshot.data[today] = std::move(*cooked);
@@ -222,9 +248,19 @@ void DataProvider::waitForBuild() {
     worker_.waitForDone();
 }
 
+std::map<QString, CookedDataset> DataProvider::storedDays(const QString& day,
+                                                          const std::map<QString, QString>& datas) {
+    std::lock_guard lock(storedMutex_);
+    if (cookedFor_ != day) {
+        cooked_ = cookStoredDays(datas);
+        cookedFor_ = day;
+    }
+    return cooked_;
+}
+
 DataSnapshot DataProvider::buildNow() {
     reloadWeekIfNeeded();
-    return buildSnapshot(*date_, *weekdays_, *datas_, liveDay(), std::nullopt,
+    return buildSnapshot(*date_, *weekdays_, storedDays(*date_, *datas_), liveDay(), std::nullopt,
                          environment_.palette ? environment_.palette() : TintPalette::current(),
                          environment_.locale);
 }
@@ -250,8 +286,8 @@ void DataProvider::loadSnapshot(Completion completion) {
     std::weak_ptr<bool> alive = alive_;
     worker_.start([this, alive, moment, today = *date_, weekdays = *weekdays_, datas = *datas_,
                    live, palette, completion = std::move(completion)] {
-        DataSnapshot snapshot =
-            buildSnapshot(today, weekdays, datas, live, std::nullopt, palette, environment_.locale);
+        DataSnapshot snapshot = buildSnapshot(today, weekdays, storedDays(today, datas), live,
+                                              std::nullopt, palette, environment_.locale);
         {
             std::lock_guard lock(mutex_);
             lastLoadedTime_ = moment;

@@ -70,6 +70,16 @@ std::optional<CookedDataset> cookDay(const QString& day, const std::optional<QSt
 std::pair<std::vector<NetApp>, std::vector<NetApp>>
 mergeDatasets(const std::vector<NetDatasetPtr>& datasets);
 void applyTintColors(std::vector<NetApp>& apps, const TintPalette& palette);
+// The stored documents cooked, the unreadable ones left out.
+std::map<QString, CookedDataset> cookStoredDays(const std::map<QString, QString>& datas);
+// The same snapshot from stored days cooked earlier (the stored days change only with the
+// day, so they need not be read again for every build).
+DataSnapshot buildSnapshot(const QString& today, const QStringList& weekdays,
+                           const std::map<QString, CookedDataset>& storedDays,
+                           const std::optional<LiveDay>& live,
+                           std::optional<QString> updateTime = std::nullopt,
+                           const TintPalette& palette = TintPalette::current(),
+                           const QLocale& locale = QLocale::system());
 DataSnapshot buildSnapshot(const QString& today, const QStringList& weekdays,
                            const std::map<QString, QString>& datas,
                            const std::optional<LiveDay>& live,
@@ -117,6 +127,9 @@ public:
 private:
     QDateTime now() const;
     std::optional<LiveDay> liveDay() const;
+    // The stored days of the week loaded for day, cooked once per day (on either thread).
+    std::map<QString, CookedDataset> storedDays(const QString& day,
+                                                const std::map<QString, QString>& datas);
 
     Environment environment_;
     std::optional<QString> date_;
@@ -125,6 +138,9 @@ private:
     mutable std::mutex mutex_; // lastLoadedTime_ and snapshot_
     double lastLoadedTime_ = 0;
     std::optional<DataSnapshot> snapshot_;
+    std::mutex storedMutex_; // cooked_ and cookedFor_
+    std::map<QString, CookedDataset> cooked_;
+    std::optional<QString> cookedFor_;
     QThreadPool worker_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

@@ -2,6 +2,9 @@
 
 #include "settings/Language.h"
 
+#include <QHash>
+#include <QSet>
+
 #include <algorithm>
 
 namespace {
@@ -22,6 +25,35 @@ void sortAndScale(std::vector<NetApp>& list) {
     for (NetApp& app : list)
         app.percentage = double(app.totalBytes()) / double(largest);
 }
+
+// The application entries' names, lower-cased once for all the processes of a list.
+struct NameIndex {
+    struct Named {
+        QString lowered;
+        const NetApp* app;
+    };
+    std::vector<Named> named;
+    const NetApp* store = nullptr; // the first "App Store"
+
+    explicit NameIndex(const std::vector<NetApp>& apps) {
+        for (const NetApp& app : apps) {
+            if (!app.bundleIdentifier || app.name.isEmpty())
+                continue;
+            if (!store && app.name == QLatin1String("App Store"))
+                store = &app;
+            named.push_back({app.name.toLower(), &app});
+        }
+    }
+    std::optional<QString> guess(const NetApp& process) const {
+        const QString lowered = process.name.toLower();
+        if (store && lowered == QLatin1String("appstoreagent"))
+            return store->bundleIdentifier;
+        for (const Named& n : named)
+            if (lowered.startsWith(n.lowered))
+                return n.app->bundleIdentifier;
+        return std::nullopt;
+    }
+};
 
 } // namespace
 
@@ -96,17 +128,7 @@ void NetDataset::syncRunningApplications(const std::vector<RunningApplication>& 
 }
 
 std::optional<QString> NetDataset::guessBundleIdentifier(const NetApp& process) const {
-    const QString lowered = process.name.toLower();
-    if (lowered == QLatin1String("appstoreagent")) {
-        for (const NetApp& app : apps)
-            if (app.bundleIdentifier && app.name == QLatin1String("App Store"))
-                return app.bundleIdentifier;
-    }
-    for (const NetApp& app : apps) {
-        if (app.bundleIdentifier && !app.name.isEmpty() && lowered.startsWith(app.name.toLower()))
-            return app.bundleIdentifier;
-    }
-    return std::nullopt;
+    return NameIndex(apps).guess(process);
 }
 
 std::vector<NetApp> NetDataset::cookedApps() const {
@@ -116,15 +138,18 @@ std::vector<NetApp> NetDataset::cookedApps() const {
             list.push_back(app);
     int64_t othersIn = 0;
     int64_t othersOut = 0;
+    const NameIndex names(apps);
+    QHash<QString, size_t> listed; // the first copy of each bundle identifier
+    for (size_t i = 0; i < list.size(); ++i)
+        if (!listed.contains(*list[i].bundleIdentifier))
+            listed.insert(*list[i].bundleIdentifier, i);
     for (const NetApp& process : apps) {
         if (process.bundleIdentifier)
             continue;
-        const std::optional<QString> guess = guessBundleIdentifier(process);
-        const auto owner =
-            !guess ? list.end() : std::find_if(list.begin(), list.end(), [&](const NetApp& a) {
-                return a.bundleIdentifier == guess;
-            });
-        if (owner != list.end()) {
+        const std::optional<QString> guess = names.guess(process);
+        const auto at = guess ? listed.constFind(*guess) : listed.constEnd();
+        if (at != listed.constEnd()) {
+            NetApp* owner = &list[*at];
             addChecked(owner->bytesIn, process.bytesIn, owner->name);
             addChecked(owner->bytesOut, process.bytesOut, owner->name);
         } else {
@@ -154,13 +179,13 @@ std::vector<NetApp> NetDataset::cookedApps() const {
 
 std::vector<NetApp> NetDataset::otherProcesses() const {
     std::vector<NetApp> list;
+    const NameIndex names(apps);
+    QSet<QString> seen;
     for (const NetApp& process : apps) {
-        if (process.bundleIdentifier || guessBundleIdentifier(process))
+        if (process.bundleIdentifier || names.guess(process) || seen.contains(process.name))
             continue;
-        const bool named = std::any_of(list.begin(), list.end(),
-                                       [&](const NetApp& a) { return a.name == process.name; });
-        if (!named)
-            list.push_back(process);
+        seen.insert(process.name);
+        list.push_back(process);
     }
     std::erase_if(list, [](const NetApp& app) { return app.totalBytes() <= 0; });
     sortAndScale(list);
@@ -183,35 +208,127 @@ std::vector<std::shared_ptr<NetDataset>> NetDataset::fromDayDocument(const QByte
     return readDayDocument(document).value_or(std::vector<std::shared_ptr<NetDataset>>{});
 }
 
+namespace {
+
+// Reads a day document in one pass, without building the whole JSON tree first: the
+// documents of a week run to megabytes. Levels: 1 the document's array, 2 an hour's object,
+// 3 the hour's record array, 4 a record; anything deeper is a value inside a record.
+class DayDocumentReader : public nlohmann::json_sax<nlohmann::json> {
+public:
+    std::vector<std::shared_ptr<NetDataset>> datasets;
+
+    bool null() override { return scalar(); }
+    bool boolean(bool) override { return scalar(); }
+    bool number_integer(number_integer_t v) override {
+        if (depth_ == 4)
+            integer(v);
+        return scalar();
+    }
+    bool number_unsigned(number_unsigned_t v) override {
+        if (depth_ == 4 && v <= uint64_t(INT64_MAX))
+            integer(int64_t(v));
+        return scalar();
+    }
+    bool number_float(number_float_t, const string_t&) override { return scalar(); }
+    bool binary(binary_t&) override { return scalar(); }
+    bool string(string_t& v) override {
+        if (depth_ == 4) {
+            if (key_ == "Name")
+                name_ = QString::fromStdString(v);
+            else if (key_ == "localizedName")
+                localizedName_ = QString::fromStdString(v);
+            else if (key_ == "BunldeIdentifier")
+                bundle_ = QString::fromStdString(v);
+        }
+        return scalar();
+    }
+    bool key(string_t& v) override {
+        if (depth_ == 2) {
+            // The first member of an hour's object names the hour; further members are
+            // checked but not read.
+            reading_ = members_++ == 0;
+            if (reading_)
+                datasets.push_back(std::make_shared<NetDataset>(QString::fromStdString(v)));
+        } else if (depth_ == 4) {
+            key_ = v;
+        }
+        return true;
+    }
+    bool start_object(std::size_t) override {
+        if (depth_ == 1) {
+            members_ = 0;
+        } else if (depth_ == 3) {
+            startRecord();
+        } else if (depth_ < 4) {
+            return false; // an hour that is not an object, or records that are not an array
+        }
+        ++depth_;
+        return true;
+    }
+    bool end_object() override {
+        --depth_;
+        if (depth_ == 3 && reading_)
+            finishRecord();
+        return true;
+    }
+    bool start_array(std::size_t) override {
+        if (depth_ == 1 || depth_ == 3)
+            return false;
+        ++depth_;
+        return true;
+    }
+    bool end_array() override {
+        --depth_;
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+        return false;
+    }
+
+private:
+    // A value where the level wants a container ends the reading as unreadable.
+    bool scalar() { return depth_ >= 4; }
+    void integer(int64_t v) {
+        if (key_ == "BytesIn")
+            bytesIn_ = v;
+        else if (key_ == "BytesOut")
+            bytesOut_ = v;
+    }
+    void startRecord() {
+        key_.clear();
+        name_.reset();
+        localizedName_.reset();
+        bundle_.reset();
+        bytesIn_.reset();
+        bytesOut_.reset();
+    }
+    void finishRecord() {
+        if (!name_ || !localizedName_ || !bytesIn_ || !bytesOut_)
+            return;
+        NetApp app;
+        app.name = *name_;
+        app.localizedName = *localizedName_;
+        app.bundleIdentifier = bundle_;
+        app.bytesIn = *bytesIn_;
+        app.bytesOut = *bytesOut_;
+        datasets.back()->apps.push_back(std::move(app));
+    }
+
+    int depth_ = 0;
+    int members_ = 0;
+    bool reading_ = false;
+    std::string key_;
+    std::optional<QString> name_, localizedName_, bundle_;
+    std::optional<int64_t> bytesIn_, bytesOut_;
+};
+
+} // namespace
+
 std::optional<std::vector<std::shared_ptr<NetDataset>>>
 NetDataset::readDayDocument(const QByteArray& document) {
-    const nlohmann::json parsed = nlohmann::json::parse(
-        document.constData(), document.constData() + document.size(), nullptr, false);
-    if (!parsed.is_array())
+    DayDocumentReader reader;
+    const char* begin = document.constData();
+    if (!nlohmann::json::sax_parse(begin, begin + document.size(), &reader))
         return std::nullopt;
-    for (const nlohmann::json& element : parsed) {
-        if (!element.is_object())
-            return std::nullopt;
-        for (const auto& [hour, records] : element.items()) {
-            (void)hour;
-            if (!records.is_array())
-                return std::nullopt;
-            for (const nlohmann::json& record : records)
-                if (!record.is_object())
-                    return std::nullopt;
-        }
-    }
-    std::vector<std::shared_ptr<NetDataset>> datasets;
-    for (const nlohmann::json& element : parsed) {
-        if (element.empty())
-            continue;
-        // The first member names the hour (nlohmann keeps members sorted; a record has one).
-        const auto first = element.begin();
-        auto dataset = std::make_shared<NetDataset>(QString::fromStdString(first.key()));
-        for (const nlohmann::json& record : first.value())
-            if (auto app = NetApp::fromStored(record))
-                dataset->apps.push_back(std::move(*app));
-        datasets.push_back(std::move(dataset));
-    }
-    return datasets;
+    return std::move(reader.datasets);
 }

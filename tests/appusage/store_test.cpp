@@ -261,14 +261,15 @@ TEST_F(SnapshotTest, UnreadableDaysAreLeftOutAndAnEmptyWeekStillHasToday) {
     NetAppProvider idle(none);
     const TintPalette palette = TintPalette::system(true);
     const DataSnapshot first =
-        buildSnapshot("2026-11-25", {"2026-11-22"}, {}, LiveDay{idle.date(), idle.copyDatasets()},
-                      std::nullopt, palette);
+        buildSnapshot("2026-11-25", {"2026-11-22"}, std::map<QString, QString>{},
+                      LiveDay{idle.date(), idle.copyDatasets()}, std::nullopt, palette);
     EXPECT_EQ(first.data.size(), 1u);
     EXPECT_TRUE(first.apps.empty() && first.weekApps.empty());
     EXPECT_EQ(first.weekMaxBytes, 0);
     // Inside an extension there is no live day: today comes only from a stored document.
-    EXPECT_TRUE(
-        buildSnapshot("2026-11-25", {}, {}, std::nullopt, std::nullopt, palette).data.empty());
+    EXPECT_TRUE(buildSnapshot("2026-11-25", {}, std::map<QString, QString>{}, std::nullopt,
+                              std::nullopt, palette)
+                    .data.empty());
 }
 
 TEST_F(SnapshotTest, CachedForAMinuteAndReloadedOnANewDay) {
