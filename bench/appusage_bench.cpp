@@ -2,8 +2,11 @@
 // holding 200 applications and 50 bare processes (5.3 MB of stored documents). Budget: under
 // 50 ms per build.
 #include "appusage/DataProvider.h"
+#include "platform/linux/LinuxProcessTable.h"
+#include "platform/linux/PlatformPaths.h"
 
 #include <QCoreApplication>
+#include <QDir>
 
 #include <benchmark/benchmark.h>
 
@@ -74,6 +77,17 @@ void BM_WeekSnapshotStoredDaysRead(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_WeekSnapshotStoredDaysRead)->Unit(benchmark::kMillisecond);
+
+// What tracking adds to each chunk of tool output: the running applications looked at again
+// (processes seen before are remembered, so this is mostly the process list itself).
+void BM_RunningApplicationsRescan(benchmark::State& state) {
+    LinuxProcessTable table;
+    benchmark::DoNotOptimize(table.runningApplications());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(table.runningApplications());
+    state.counters["processes"] = double(QDir(PlatformPaths::procfsRoot()).count());
+}
+BENCHMARK(BM_RunningApplicationsRescan)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
