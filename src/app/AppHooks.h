@@ -36,3 +36,9 @@ void connectWindows(AppRole role, AppDelegate* delegate);
 // start-up and free heap. Runs once start-up has settled and again after the panel closed
 // (which builds and loads the most).
 void scheduleMemoryTrim();
+
+// Per-app usage for the instance that tracks applications (the tray app, and the headless
+// instance that owns the bus name; never the monitor): fills the delegate's tracking hooks.
+void addAppUsageHooks(AppDelegateHooks& hooks);
+// What AppUsage(period) answers in such an instance: the report as JSON text.
+std::function<QString(const QString& period)> makeAppUsageHook();
