@@ -190,26 +190,25 @@ void scheduleMemoryTrim() {
         });
     }
     timer->start();
+}
 
-    void addAppUsageHooks(AppDelegateHooks & hooks) {
-        NetAppProvider::setSharedWidgetReload([] { WidgetBridger::reloadAppDataUsageWidget(); });
-        hooks.startTrackingIfNeed = [] { NetAppProvider::shared().startTrackingIfNeed(); };
-        hooks.storeAppTrackingDataIfCan = [] {
-            NetAppProvider::shared().storeAppTrackingDataIfCan();
-        };
-        hooks.storeAppDataUsageIfNeed = [](bool force) {
-            NetAppProvider::shared().storeAppDataUsageIfNeedWithForce(force);
-        };
-        hooks.pauseTracking = [] { NetAppProvider::shared().pauseTracking(); };
-    }
+void addAppUsageHooks(AppDelegateHooks& hooks) {
+    NetAppProvider::setSharedWidgetReload([] { WidgetBridger::reloadAppDataUsageWidget(); });
+    hooks.startTrackingIfNeed = [] { NetAppProvider::shared().startTrackingIfNeed(); };
+    hooks.storeAppTrackingDataIfCan = [] { NetAppProvider::shared().storeAppTrackingDataIfCan(); };
+    hooks.storeAppDataUsageIfNeed = [](bool force) {
+        NetAppProvider::shared().storeAppDataUsageIfNeedWithForce(force);
+    };
+    hooks.pauseTracking = [] { NetAppProvider::shared().pauseTracking(); };
+}
 
-    std::function<QString(const QString&)> makeAppUsageHook() {
-        return [](const QString& period) {
-            const auto which = AppUsageReport::periodFromName(period);
-            if (!which)
-                return QString();
-            const AppUsageReport report = AppUsageReport::make(
-                *which, DataProvider::shared().buildNow(), DataUsageProvider::shared());
-            return QString::fromStdString(report.toJson().dump());
-        };
-    }
+std::function<QString(const QString&)> makeAppUsageHook() {
+    return [](const QString& period) {
+        const auto which = AppUsageReport::periodFromName(period);
+        if (!which)
+            return QString();
+        const AppUsageReport report = AppUsageReport::make(
+            *which, DataProvider::shared().buildNow(), DataUsageProvider::shared());
+        return QString::fromStdString(report.toJson().dump());
+    };
+}
