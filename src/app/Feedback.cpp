@@ -1,11 +1,10 @@
 #include "Feedback.h"
 
+#include "platform/linux/TrackTool.h"
 #include "settings/Language.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
-#include <QDir>
-#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSysInfo>
 
@@ -14,28 +13,15 @@ QString Feedback::supportAddress() {
 }
 
 QString Feedback::trackToolName() {
-    return QStringLiteral("lumenstat-nettop");
+    return TrackTool::name();
 }
 
 QStringList Feedback::trackToolCandidates(const QString& applicationDir) {
-    const QDir dir(applicationDir);
-    const QString tool = trackToolName();
-    return {
-        dir.filePath(tool),
-        QDir::cleanPath(dir.filePath(QStringLiteral("../libexec/lumenstat/") + tool)),
-        QDir::cleanPath(dir.filePath(QStringLiteral("../libexec/") + tool)),
-        QDir::cleanPath(dir.filePath(QStringLiteral("../lib/lumenstat/") + tool)),
-        dir.filePath(QStringLiteral("tools/lumenstat-nettop/") + tool),
-    };
+    return TrackTool::candidates(applicationDir);
 }
 
 bool Feedback::trackToolExists(const QStringList& candidates) {
-    for (const QString& path : candidates) {
-        const QFileInfo info(path);
-        if (info.exists() && !info.isDir())
-            return true;
-    }
-    return false;
+    return !TrackTool::firstExisting(candidates).isEmpty();
 }
 
 QVersionNumber Feedback::versionOf(const QString& text) {

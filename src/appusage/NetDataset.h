@@ -44,10 +44,13 @@ public:
     // The processes no application claims, one per name, largest first.
     std::vector<NetApp> otherProcesses() const;
 
-    // The day document of a list of hourly sets (compact JSON text), and back. An unreadable
-    // document yields no sets.
+    // The day document of a list of hourly sets (compact JSON text), and back. A document that
+    // is not an array of objects holding arrays of objects is unreadable: readDayDocument
+    // gives nothing, fromDayDocument no sets. Unreadable records are skipped.
     static QByteArray dayDocument(const std::vector<std::shared_ptr<NetDataset>>& datasets);
     static std::vector<std::shared_ptr<NetDataset>> fromDayDocument(const QByteArray& document);
+    static std::optional<std::vector<std::shared_ptr<NetDataset>>>
+    readDayDocument(const QByteArray& document);
 };
 
 using NetDatasetPtr = std::shared_ptr<NetDataset>;
