@@ -213,7 +213,7 @@ void NetAppChartView::paintEvent(QPaintEvent*) {
     p.setPen(text);
     const QRectF totalRect(kSide, kSide + 15, width() - 2 * kSide, 26);
     p.drawText(totalRect, Qt::AlignLeft | Qt::AlignVCenter, totalText);
-    if (notAttributed_ && dataSnapshot_) {
+    if (notAttributed_ && dataSnapshot_ && hovered_ < 0) {
         const qreal x = kSide + QFontMetricsF(totalFont).horizontalAdvance(totalText) + 8;
         const QString line =
             Language::getLocalizedString(QStringLiteral("dataUsage.notAttributed")) +
@@ -249,8 +249,9 @@ void NetAppChartView::paintEvent(QPaintEvent*) {
                                                {plot.center().y(), bytesText(top / 2)},
                                                {plot.bottom(), QStringLiteral("0 KB")}};
     for (const auto& [y, label] : scale)
-        p.drawText(QRectF(barsRight + 4, y - 7, labels, 14), Qt::AlignLeft | Qt::AlignVCenter,
-                   label);
+        if (dataSnapshot_)
+            p.drawText(QRectF(barsRight + 4, y - 7, labels, 14), Qt::AlignLeft | Qt::AlignVCenter,
+                       label);
 
     // Captions under the plot.
     p.setFont(MenuDrawing::systemFont(9, QFont::Medium));

@@ -13,20 +13,23 @@ int NetAppWelcomeView::fadeDuration = 250;
 
 namespace {
 
-// Up and down arrows beside a small app window, 80 x 80.
+// Up and down arrows beside a small app window, in an 80 x 80 box.
 void drawPicture(QPainter& p, const QRectF& box) {
     p.save();
     p.translate(box.topLeft());
     p.scale(box.width() / 80, box.height() / 80);
-    MenuDrawing::strokeImage(p, MenuDrawing::uploadArrowPath(), QPointF(14, 10),
+    p.save();
+    p.translate(6, 8);
+    p.scale(2, 2);
+    MenuDrawing::strokeImage(p, MenuDrawing::uploadArrowPath(), QPointF(0, 0),
                              DynamicColor::dynamicStockRedColor());
-    MenuDrawing::strokeImage(p, MenuDrawing::downloadArrowPath(), QPointF(26, 10),
+    MenuDrawing::strokeImage(p, MenuDrawing::downloadArrowPath(), QPointF(9, 0),
                              DynamicColor::dynamicStockBlueColor());
-    p.setPen(
-        QPen(DynamicColor::dynamicTextColor(), 2.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.restore();
+    p.setPen(QPen(DynamicColor::dynamicTextColor(), 3, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.setBrush(Qt::NoBrush);
-    p.drawRoundedRect(QRectF(40, 36, 34, 34), 8, 8);
-    p.drawLine(QPointF(40, 46), QPointF(74, 46));
+    p.drawRoundedRect(QRectF(46, 40, 30, 30), 7, 7);
+    p.drawLine(QPointF(46, 49), QPointF(76, 49));
     p.restore();
 }
 
