@@ -1,4 +1,5 @@
 #include "app/AppModes.h"
+#include "app/AppUsageCommand.h"
 #include "app/CommandLine.h"
 #include "menubar/RenderStylesCommand.h"
 #include "network/UsageCommand.h"
@@ -40,6 +41,8 @@ int main(int argc, char** argv) {
         QCoreApplication app(argc, argv);
         return runBatteryCommand();
     }
+    case CommandLine::Mode::Apps:
+        return runAppUsageCommand(argc, argv, command.period, command.json);
     case CommandLine::Mode::App:
         break;
     }

@@ -4,6 +4,9 @@
 #include "app/LoginHelper.h"
 #include "app/SettingValue.h"
 #include "app/WidgetBridger.h"
+#include "appusage/AppUsageReport.h"
+#include "appusage/DataProvider.h"
+#include "appusage/NetAppProvider.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
 #include "network/DataUsageProvider.h"
@@ -25,8 +28,7 @@
 // Components that are not part of this build yet keep their hooks empty:
 //   battery              load/updateBatteryMenuBarItemIfNeed
 //   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
-//   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
-//                        storeAppDataUsageIfNeed, pauseTracking
+// The per-app usage hooks are added by addAppUsageHooks where the instance tracks apps.
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
     h.setAutoLoginEnabled = [](bool enabled) { LoginHelper::setAutoLoginEnabled(enabled); };
@@ -165,4 +167,25 @@ void connectFaces(AppRole role, FaceService* faces) {
     StatusItem* item = net.statusItem();
     item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
     faces->addSource(QStringLiteral("network"), item, item);
+}
+
+void addAppUsageHooks(AppDelegateHooks& hooks) {
+    NetAppProvider::setSharedWidgetReload([] { WidgetBridger::reloadAppDataUsageWidget(); });
+    hooks.startTrackingIfNeed = [] { NetAppProvider::shared().startTrackingIfNeed(); };
+    hooks.storeAppTrackingDataIfCan = [] { NetAppProvider::shared().storeAppTrackingDataIfCan(); };
+    hooks.storeAppDataUsageIfNeed = [](bool force) {
+        NetAppProvider::shared().storeAppDataUsageIfNeedWithForce(force);
+    };
+    hooks.pauseTracking = [] { NetAppProvider::shared().pauseTracking(); };
+}
+
+std::function<QString(const QString&)> makeAppUsageHook() {
+    return [](const QString& period) {
+        const auto which = AppUsageReport::periodFromName(period);
+        if (!which)
+            return QString();
+        const AppUsageReport report = AppUsageReport::make(
+            *which, DataProvider::shared().buildNow(), DataUsageProvider::shared());
+        return QString::fromStdString(report.toJson().dump());
+    };
 }

@@ -31,3 +31,9 @@ void connectFaces(AppRole role, FaceService* faces);
 // Connects the panel and the floating window's switches to delegate (the tray app only);
 // a null delegate disconnects them again before the delegate goes away.
 void connectWindows(AppRole role, AppDelegate* delegate);
+
+// Per-app usage for the instance that tracks applications (the tray app, and the headless
+// instance that owns the bus name; never the monitor): fills the delegate's tracking hooks.
+void addAppUsageHooks(AppDelegateHooks& hooks);
+// What AppUsage(period) answers in such an instance: the report as JSON text.
+std::function<QString(const QString& period)> makeAppUsageHook();

@@ -50,13 +50,17 @@ void stopSampling(NetworkMonitor& monitor) {
 // Runs this process as the instance: the delegate with its start-up sequence, sampling,
 // sleep and wake, and the exit path however the process is asked to end. printing: the
 // headless monitor's line printer. service: the registered D-Bus service, if any.
-int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService* service) {
+// tracksApps: the instance keeps per-app usage (not the monitor).
+int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService* service,
+                bool tracksApps = false) {
     QCoreApplication* app = QCoreApplication::instance();
     NetworkMonitor& monitor = NetworkMonitor::shared();
     NetworkMonitorSampler sampler(monitor);
     LogindSleepWatcher sleepWatcher;
 
     AppDelegateHooks hooks = makeAppDelegateHooks(role);
+    if (tracksApps)
+        addAppUsageHooks(hooks);
     hooks.subscribeSleepWake = [&sleepWatcher](std::function<void()> wentOff,
                                                std::function<void()> wentOn) {
         QObject::connect(&sleepWatcher, &LogindSleepWatcher::willSleep, &sleepWatcher,
@@ -93,6 +97,8 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         service->cpuRateSource = cpuRateSource();
         service->showPanelHook = makeShowPanelHook(role);
         service->togglePanelAtHook = makeTogglePanelAtHook(role);
+        if (tracksApps)
+            service->appUsageHook = makeAppUsageHook();
     }
 
     connectWindows(role, &delegate);
@@ -224,7 +230,9 @@ int runApp(int& argc, char** argv, bool showPanel) {
     if (!display) {
         std::fprintf(stderr, "lumenstat: no display (DISPLAY and WAYLAND_DISPLAY are unset): "
                              "running the headless monitor instead. Ctrl-C stops it.\n");
-        return runInstance(AppRole::Headless, MonitorOptions{}, registered ? &service : nullptr);
+        // The headless app instance tracks applications when it is the one instance.
+        return runInstance(AppRole::Headless, MonitorOptions{}, registered ? &service : nullptr,
+                           registered);
     }
     static_cast<QApplication*>(app.get())->setQuitOnLastWindowClosed(false);
     if (showPanel) {
@@ -234,7 +242,7 @@ int runApp(int& argc, char** argv, bool showPanel) {
                 show();
         });
     }
-    return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr);
+    return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr, true);
 }
 
 int runMonitorMode(int& argc, char** argv, MonitorOptions options) {

@@ -137,6 +137,22 @@ QString AppService::GetValue(const QString& key) {
     return QString::fromStdString(v ? v->dump() : std::string("null"));
 }
 
+QString AppService::AppUsage(const QString& period) {
+    if (period != QLatin1String("today") && period != QLatin1String("week")) {
+        if (calledFromDBus())
+            sendErrorReply(QDBusError::InvalidArgs,
+                           QStringLiteral("the period is today or week, not \"%1\"").arg(period));
+        return QString();
+    }
+    if (!appUsageHook) {
+        if (calledFromDBus())
+            sendErrorReply(QString::fromLatin1(kNoAppUsageError),
+                           QStringLiteral("this instance does not keep per-app usage"));
+        return QString();
+    }
+    return appUsageHook(period);
+}
+
 std::optional<QVariant> AppService::toDBus(const Json& value) {
     switch (value.type()) {
     case Json::value_t::boolean:
@@ -387,6 +403,17 @@ QString setValue(const QDBusConnection& bus, const QString& key, const std::opti
     if (reply.type() == QDBusMessage::ReplyMessage)
         return QString();
     return reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage();
+}
+
+std::optional<QString> appUsage(const QDBusConnection& bus, const QString& period, QString* error) {
+    QDBusMessage call = methodCall("AppUsage");
+    call << period;
+    const QDBusMessage reply = bus.call(call, QDBus::Block, 10000);
+    if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
+        return reply.arguments().front().toString();
+    if (error)
+        *error = reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage();
+    return std::nullopt;
 }
 
 } // namespace AppServiceClient

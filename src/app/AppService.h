@@ -30,6 +30,8 @@ class QDBusServiceWatcher;
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
 //   Follow()                    asks for Tick signals until the caller leaves the bus
 //   Unfollow()                  stops them again
+//   AppUsage(s period) -> s     per-app data usage of "today" or "week" as a JSON report
+//                               (AppUsageReport); an error when this instance keeps none
 //   signal Tick(s line)         the JSON line of every activity record, sent only while
 //                               some client follows (nothing is built or sent otherwise)
 //   signal ValueChanged(s key)  after SetValue or RemoveValue
@@ -71,6 +73,10 @@ public:
                                                               std::optional<QString>* cpuRate);
     // The CPU load text that goes into each Tick line; empty: the line has none.
     std::function<QString()> cpuRateSource;
+    // Answers AppUsage(period) with the report's JSON text; empty where the instance does not
+    // track applications (the monitor), which answers with kNoAppUsageError.
+    std::function<QString(const QString& period)> appUsageHook;
+    static constexpr const char* kNoAppUsageError = "com.quillfern.Lumenstat.Error.NoAppUsage";
 
 public slots:
     Q_SCRIPTABLE void ShowPanel();
@@ -80,6 +86,7 @@ public slots:
     Q_SCRIPTABLE QString GetValue(const QString& key);
     Q_SCRIPTABLE void Follow();
     Q_SCRIPTABLE void Unfollow();
+    Q_SCRIPTABLE QString AppUsage(const QString& period);
 
 signals:
     Q_SCRIPTABLE void Tick(const QString& line);
@@ -111,4 +118,6 @@ bool follow(const QDBusConnection& bus);
 // Empty on success, else the error text.
 QString setValue(const QDBusConnection& bus, const QString& key,
                  const std::optional<nlohmann::json>& value);
+// The running instance's AppUsage(period) answer; absent with *error set when it gave none.
+std::optional<QString> appUsage(const QDBusConnection& bus, const QString& period, QString* error);
 } // namespace AppServiceClient

@@ -21,6 +21,7 @@ QString CommandLine::usage() {
         "usage: lumenstat [--show] [--monitor [--ticks N] [--json | --waybar] [--format T]]\n"
         "       lumenstat --set key=value...\n"
         "       lumenstat --battery | --usage [today|24h] | --render-styles DIR [options]\n"
+        "       lumenstat --apps [today|week] [--json]\n"
         "\n"
         "  (no option)      start the tray app; without a display, the headless monitor.\n"
         "                   When Lumenstat already runs, ask it to show its panel and exit.\n"
@@ -39,6 +40,10 @@ QString CommandLine::usage() {
         "                   string or plain text; `--set key=` removes the key\n"
         "  --battery        print the battery report\n"
         "  --usage [today|24h]  print the hourly data usage and its totals\n"
+        "  --apps [today|week]  print the data usage per application (from the running\n"
+        "                   instance, else from the stored days), the processes no\n"
+        "                   application claims and what the link moved beyond them;\n"
+        "                   with --json as one JSON object\n"
         "  --render-styles DIR  write every network display style as PNG files into DIR\n"
         "  --help           show this text");
 }
@@ -57,6 +62,26 @@ CommandLine CommandLine::parse(const QStringList& args) {
     if (first == QLatin1String("--usage") || first == QLatin1String("--render-styles")) {
         c.mode = first == QLatin1String("--usage") ? Mode::Usage : Mode::RenderStyles;
         c.rest = args.mid(1);
+        return c;
+    }
+    if (first == QLatin1String("--apps")) {
+        c.mode = Mode::Apps;
+        c.period = QStringLiteral("today");
+        bool sawPeriod = false;
+        for (const QString& a : args.mid(1)) {
+            if (a == QLatin1String("--json")) {
+                c.json = true;
+            } else if (a == QLatin1String("today") || a == QLatin1String("week")) {
+                if (sawPeriod)
+                    return failed(QStringLiteral("--apps takes one of today, week"));
+                c.period = a;
+                sawPeriod = true;
+            } else {
+                return failed(QStringLiteral("--apps: unknown argument %1 (use today, week or "
+                                             "--json)")
+                                  .arg(a));
+            }
+        }
         return c;
     }
     if (first == QLatin1String("--show")) {

@@ -11,10 +11,11 @@
 //   lumenstat --set key=value [--set key=value ...]
 //   lumenstat --battery
 //   lumenstat --usage [today|24h]
+//   lumenstat --apps [today|week] [--json]
 //   lumenstat --render-styles DIR [options]
 //   lumenstat --help
 struct CommandLine {
-    enum class Mode { App, Monitor, Set, Battery, Usage, RenderStyles, Help };
+    enum class Mode { App, Monitor, Set, Battery, Usage, RenderStyles, Help, Apps };
 
     Mode mode = Mode::App;
     bool json = false;
@@ -24,6 +25,7 @@ struct CommandLine {
     long ticks = 0;          // 0: no limit
     QStringList assignments; // "key=value" of every --set, in order
     QStringList rest;        // the words after --usage or --render-styles
+    QString period;          // --apps: "today" (the default) or "week"
     QString error;           // set when the arguments make no sense
 
     bool ok() const { return error.isEmpty(); }

@@ -63,8 +63,9 @@ void WidgetBridger::reloadAllWidgets() {
 void WidgetBridger::reloadAllWidgetsIfNeed() {
     SettingsDomain& standard = SettingsDomain::standard();
     const double last = standard.doubleValue(SettingsKey::LastReloadWidgetsTime);
-    const double now =
-        wallClock() ? wallClock()() : static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    const double now = wallClock()
+                           ? wallClock()()
+                           : static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
     // A stored time in the future (the clock was set back) waits until the clock passes it.
     if (last == 0 || now - last > kReloadAllInterval) {
         standard.setDouble(SettingsKey::LastReloadWidgetsTime, now);

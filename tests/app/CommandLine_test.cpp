@@ -29,7 +29,8 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
         {"--monitor -h", Mode::Help},
         {"--json", Mode::Monitor},
         {"--ticks 0", Mode::Monitor},
-        {"--render-styles out --sent 12", Mode::RenderStyles}};
+        {"--render-styles out --sent 12", Mode::RenderStyles},
+        {"--apps --json week", Mode::Apps}};
     for (const auto& [line, mode] : modes)
         EXPECT_EQ(parse(line).mode, mode) << line;
     const auto m = parse("--json --monitor --ticks 5");
@@ -37,13 +38,16 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
     EXPECT_TRUE(parse("--show").showPanel && parse("--show").mode == Mode::App);
     const auto w = parse("--waybar --format {up}");
     EXPECT_TRUE(w.mode == Mode::Monitor && w.waybar && w.format == "{up}");
+    const auto a = parse("--apps --json week");
+    EXPECT_TRUE(a.json && a.period == "week");
+    EXPECT_EQ(parse("--apps").period, "today");
     const auto s = parse("--set a=7 --set=b= --set x=a=b");
     EXPECT_EQ(s.mode, Mode::Set);
     EXPECT_EQ(s.assignments, (QStringList{"a=7", "b=", "x=a=b"}));
     for (const char* line :
          {"--ticks", "--ticks -1", "--monitor --bogus", "--set", "--set novalue", "--set =7",
           "--set a=1 --monitor", "--battery extra", "--show --monitor", "--json --waybar",
-          "--format {bogus}", "--format", "stray"}) {
+          "--format {bogus}", "--format", "stray", "--apps month", "--apps today week"}) {
         const auto c = parse(line);
         EXPECT_FALSE(c.ok()) << line;
         EXPECT_EQ(c.mode, Mode::App) << line;
@@ -92,6 +96,7 @@ TEST_F(LumenstatBinary, BadArgumentsGiveOneLineAndExitStatus2) {
         {"--render-styles " + config.path() + " --sent 18446744073709551615",
          "--sent 18446744073709551615 is out of range"},
         {"--usage week", "unknown usage range week"},
+        {"--apps week --ticks 3", "--apps: unknown argument --ticks"},
         {"--set WantsAutoLogin=true --set app.netMenu.boxType=2.5",
          "app.netMenu.boxType takes a whole number from 0 to 9, not 2.5"}};
     for (const auto& [line, said] : cases) {
