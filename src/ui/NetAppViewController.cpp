@@ -5,9 +5,11 @@
 #include "NetAppWelcomeView.h"
 #include "PageSegmentedControl.h"
 #include "TitleView.h"
+#include "appusage/AppUsageReport.h"
 #include "appusage/NetAppProvider.h"
 #include "appusage/NettopScriptRunner.h"
 #include "menubar/MenuDrawing.h"
+#include "network/DataUsageProvider.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/Language.h"
 #include "settings/NotificationCenter.h"
@@ -42,19 +44,14 @@ NetAppPageSources NetAppPageSources::system() {
     s.iconName = [](const QString& bundleIdentifier) {
         return NetAppProvider::shared().iconName(bundleIdentifier);
     };
-    s.linkBytes = [](const QStringList& days) -> std::optional<int64_t> {
-        return NetAppViewController::linkBytes(DataUsageProvider::shared().dataset(), days);
+    s.notAttributed = [](NetAppChartView::DateRange range, const DataSnapshot& snapshot) {
+        const auto report = AppUsageReport::make(range == NetAppChartView::DateRange::Week
+                                                     ? AppUsageReport::Period::Week
+                                                     : AppUsageReport::Period::Today,
+                                                 snapshot, DataUsageProvider::shared());
+        return std::optional<int64_t>(report.notAttributed.bytesIn + report.notAttributed.bytesOut);
     };
     return s;
-}
-
-int64_t NetAppViewController::linkBytes(const std::vector<DataUsageProvider::Atom>& buckets,
-                                        const QStringList& days) {
-    int64_t kb = 0;
-    for (const DataUsageProvider::Atom& atom : buckets)
-        if (days.contains(atom.timeIdentifier.left(10)))
-            kb += atom.bytesIn + atom.bytesOut;
-    return kb * 1024;
 }
 
 NetAppViewController::NetAppViewController(NetAppPageSources sources, QWidget* parent)
@@ -125,15 +122,9 @@ void NetAppViewController::setDateRange(DateRange range) {
 }
 
 std::optional<int64_t> NetAppViewController::notAttributedBytes() const {
-    if (!dataSnapshot_ || !sources_.linkBytes)
+    if (!dataSnapshot_ || !sources_.notAttributed)
         return std::nullopt;
-    const bool week = dateRange_ == DateRange::Week;
-    const auto link =
-        sources_.linkBytes(week ? dataSnapshot_->weekdays : QStringList{dataSnapshot_->date});
-    if (!link)
-        return std::nullopt;
-    const int64_t attributed = week ? dataSnapshot_->weekTotalBytes : dataSnapshot_->totalBytes;
-    return std::max<int64_t>(0, *link - attributed);
+    return sources_.notAttributed(dateRange_, *dataSnapshot_);
 }
 
 void NetAppViewController::reloadList() {

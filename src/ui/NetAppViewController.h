@@ -3,7 +3,6 @@
 #include "NetAppChartView.h"
 #include "NetAppWelcomeView.h"
 #include "TransitionController.h"
-#include "network/DataUsageProvider.h"
 
 #include <QPointer>
 
@@ -30,8 +29,10 @@ struct NetAppPageSources {
     std::function<void()> pauseTracking;
     // The icon name of an application's desktop entry.
     std::function<QString(const QString& bundleIdentifier)> iconName;
-    // What the links moved on these days ("yyyy-MM-dd"), in bytes; empty: unknown.
-    std::function<std::optional<int64_t>(const QStringList& days)> linkBytes;
+    // What the links moved in the snapshot's day or week beyond everything the traffic tool
+    // reported (`lumenstat --apps`'s "not attributed"), in bytes; empty: not shown.
+    std::function<std::optional<int64_t>(NetAppChartView::DateRange, const DataSnapshot&)>
+        notAttributed;
 
     // The process-wide snapshot provider, traffic tool, per-app provider and link totals.
     static NetAppPageSources system();
@@ -65,12 +66,8 @@ public:
     // The switch's action: starts tracking, or stops it; either way the switch takes no
     // taps for a second.
     void toggleTracking();
-    // The links' bytes of the range beyond what the range's list accounts for; absent
-    // without a snapshot or link totals.
+    // The links' bytes of the range no process accounts for; absent without a snapshot.
     std::optional<int64_t> notAttributedBytes() const;
-    // What the hour buckets (KB) of these days hold together, in bytes.
-    static int64_t linkBytes(const std::vector<DataUsageProvider::Atom>& buckets,
-                             const QStringList& days);
 
 protected:
     void layoutContent() override;

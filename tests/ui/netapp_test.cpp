@@ -53,7 +53,7 @@ struct FakeSources {
     bool canRun = true;
     int starts = 0, pauses = 0;
     std::function<void()> launched;
-    std::optional<int64_t> link;
+    std::map<NetAppChartView::DateRange, int64_t> unattributed;
 
     NetAppPageSources sources() {
         NetAppPageSources s;
@@ -69,7 +69,13 @@ struct FakeSources {
             ++pauses;
             running = false;
         };
-        s.linkBytes = [this](const QStringList&) { return link; };
+        s.notAttributed = [this](NetAppChartView::DateRange range,
+                                 const DataSnapshot&) -> std::optional<int64_t> {
+            const auto it = unattributed.find(range);
+            if (it == unattributed.end())
+                return std::nullopt;
+            return it->second;
+        };
         return s;
     }
     std::unique_ptr<NetAppViewController> page() {
@@ -160,7 +166,8 @@ TEST_F(NetAppPage, SectionsAndEmptyStatesPerRange) {
 }
 
 TEST_F(NetAppPage, ChartBarsHoverAndTheUnattributedRest) {
-    fake.link = 20000;
+    fake.unattributed = {{NetAppChartView::DateRange::Day, 5000},
+                         {NetAppChartView::DateRange::Week, 70000}};
     auto page = fake.page();
     fake.pending(snapshot());
     auto* chart = page->chartView();
@@ -172,26 +179,24 @@ TEST_F(NetAppPage, ChartBarsHoverAndTheUnattributedRest) {
     EXPECT_NEAR(chart->timeline()[0].frame.height(), chart->plotRect().height() * 2100 / 5000,
                 0.01);
     EXPECT_LT(chart->timeline()[0].frame.right(), chart->timeline()[1].frame.left());
-    EXPECT_EQ(page->notAttributedBytes(), 20000 - 15000);
+    EXPECT_EQ(page->notAttributedBytes(), 5000);
+    EXPECT_EQ(chart->notAttributed(), 5000);
 
     const QPointF at = chart->timeline()[0].frame.center();
     QMouseEvent move(QEvent::MouseMove, at, chart->mapToGlobal(at), Qt::NoButton, {}, {});
     QApplication::sendEvent(chart, &move);
     EXPECT_TRUE(chart->hoverText().startsWith("3H\n"));
 
-    // The week: one bar per day with data, at least 4 points high; links that moved less
-    // than the list holds leave nothing unattributed.
+    // The week: one bar per day with data, at least 4 points high.
     clickSegment(*page, 1);
     ASSERT_EQ(chart->timeline().size(), 2u);
     EXPECT_EQ(chart->timeline()[1].frame.height(), 4);
     EXPECT_GT(chart->timeline()[1].frame.left(), chart->timeline()[0].frame.right());
-    fake.link = 10;
+    EXPECT_EQ(chart->notAttributed(), 70000);
+    fake.unattributed.clear();
     clickSegment(*page, 0);
-    EXPECT_EQ(page->notAttributedBytes(), 0);
+    EXPECT_FALSE(chart->notAttributed());
 
-    const std::vector<DataUsageProvider::Atom> buckets = {
-        {"2025-06-14 23", 1, 1}, {"2025-06-15 00", 2, 3}, {"2025-06-15 22", 5, 0}};
-    EXPECT_EQ(NetAppViewController::linkBytes(buckets, {"2025-06-15"}), 10 * 1024);
     // A share of 0 leaves a dot at 72 and the amount at 78.
     const QLineF dot = NetAppListView::barLine(QRectF(0, 0, 272, 56), 0);
     EXPECT_EQ(dot.x1(), 72);
