@@ -57,6 +57,10 @@ QString binaryAmountText(int64_t kb) {
     int64_t bytes = 0;
     if (__builtin_mul_overflow(kb, int64_t(1024), &bytes))
         bytes = kb < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+    return binaryByteCountText(bytes);
+}
+
+QString binaryByteCountText(int64_t bytes) {
     // The C locale for the point; the kilobyte reads "KB" as everywhere else in the app.
     QString text = QLocale::c().formattedDataSize(bytes, 2, QLocale::DataSizeTraditionalFormat);
     if (text.endsWith(QLatin1String(" kB")))

@@ -32,5 +32,7 @@ QString formatDecimals(double value, int decimals);
 // An amount in KB in the binary byte-count style (base 1024, "KB"/"MB"/"GB" labels, two
 // decimals, always a decimal point): the data-usage texts of the panel and `--usage`.
 QString binaryAmountText(int64_t kb);
+// A byte count in the same binary style ("512 bytes", "1.50 MB").
+QString binaryByteCountText(int64_t bytes);
 
 } // namespace SpeedText

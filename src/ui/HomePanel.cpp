@@ -1,5 +1,10 @@
 #include "HomePanel.h"
 
+#include "BatteryHealthViewController.h"
+#include "BatteryHistoryViewController.h"
+#include "NetAppViewController.h"
+#include "TabBarController.h"
+
 #include "MenuPopoverWindow.h"
 #include "MenuPopoverWindowController.h"
 #include "NetViewController.h"
@@ -24,6 +29,8 @@ void HomePanel::ensurePage() {
         return;
     auto* home = new NetViewController;
     home->makeStatusPage = [] { return new StatusViewController; };
+    home->makeBatteryHealthPage = makeBatteryTabPage;
+    home->makeAppUsagePage = makeAppUsagePage;
     home->toggleFloatWindow = [this] {
         if (toggleFloatWindow)
             toggleFloatWindow();
@@ -67,4 +74,15 @@ void HomePanel::storeFrequencies() {
         home_->storeFrequencies();
 }
 
-NetViewController* HomePanel::homePage() const { return home_; }
+NetViewController* HomePanel::homePage() const {
+    return home_;
+}
+
+TransitionController* HomePanel::makeBatteryTabPage() {
+    return new TabBarController(
+        std::array<QWidget*, 2>{new BatteryHealthViewController, new BatteryHistoryViewController});
+}
+
+TransitionController* HomePanel::makeAppUsagePage() {
+    return new NetAppViewController;
+}

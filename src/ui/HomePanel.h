@@ -11,6 +11,7 @@
 
 class MenuPopoverWindowController;
 class NetViewController;
+class TransitionController;
 
 // The network item's panel: the panel window with the home page in it, both made on the
 // first showing and kept. Clicks on the tray item, a panel plug-in's ShowPanel and a second
@@ -36,6 +37,10 @@ public:
     std::function<void()> toggleFloatWindow;
 
     MenuPopoverWindowController* windowController() const { return controller_; }
+    // The pages the home page's buttons open: the battery tab page (health, history) and
+    // the per-app usage page.
+    static TransitionController* makeBatteryTabPage();
+    static TransitionController* makeAppUsagePage();
     NetViewController* homePage() const;
 
 private:

@@ -50,4 +50,17 @@ inline QFont fitted(QFont font, const QString& text, qreal width) {
     return font;
 }
 
+// A thin scroll bar in the palette's colours instead of the desktop style's light one.
+inline QString thinScrollBarStyle() {
+    QColor handle = DynamicColor::dynamicSecondaryTextColor();
+    handle.setAlphaF(0.5);
+    return QStringLiteral(
+               "QScrollBar:vertical { background: transparent; width: 8px; margin: 2px; }"
+               "QScrollBar::handle:vertical { background: %1; border-radius: 2px;"
+               " min-height: 24px; }"
+               "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+               "QScrollBar::add-page, QScrollBar::sub-page { background: none; }")
+        .arg(handle.name(QColor::HexArgb));
+}
+
 } // namespace HomeStyle

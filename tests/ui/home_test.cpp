@@ -8,11 +8,16 @@
 #include "settings/SettingsDomain.h"
 #include "system/StorageUsageProvider.h"
 #include "ui/BatteryBox.h"
+#include "ui/BatteryHealthViewController.h"
+#include "ui/BatteryHistoryViewController.h"
 #include "ui/DataUsageBox.h"
 #include "ui/HomeFootView.h"
+#include "ui/HomePanel.h"
+#include "ui/NetAppViewController.h"
 #include "ui/NetBox.h"
 #include "ui/NetViewController.h"
 #include "ui/StorageBox.h"
+#include "ui/TabBarController.h"
 #include "ui/TitleBox.h"
 #include "ui/TransitionController.h"
 #include "ui/WelcomeView.h"
@@ -363,6 +368,31 @@ TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     home->showStatusViewController();
     EXPECT_EQ(made, 2);
+}
+
+// The footer's battery button opens the two battery tabs on the tab last chosen; the data
+// usage box's button opens the per-app page over the process-wide providers.
+TEST_F(HomeTest, BatteryTabsKeepTheirTabAndTheAppUsagePageOpens) {
+    auto home = page(true);
+    home->show();
+    home->makeBatteryHealthPage = HomePanel::makeBatteryTabPage;
+    home->makeAppUsagePage = HomePanel::makeAppUsagePage;
+    const auto tabs = [&] { return home->findChild<TabBarController*>(); };
+    for (int expected : {0, 1}) {
+        home->footView()->batteryButton()->click();
+        ASSERT_TRUE(tabs());
+        EXPECT_TRUE(qobject_cast<BatteryHealthViewController*>(tabs()->viewControllers()[0]));
+        EXPECT_TRUE(qobject_cast<BatteryHistoryViewController*>(tabs()->viewControllers()[1]));
+        EXPECT_EQ(tabs()->selectedIndex(), expected);
+        tabs()->select(1);
+        tabs()->dismiss();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_FALSE(tabs());
+    }
+    home->dataUsageBox()->button()->click();
+    auto* apps = home->findChild<NetAppViewController*>();
+    ASSERT_TRUE(apps);
+    EXPECT_EQ(apps->geometry(), home->rect());
 }
 
 } // namespace
