@@ -1,5 +1,6 @@
 #include "HomePanel.h"
 
+#include "HomeFootView.h"
 #include "MenuPopoverWindow.h"
 #include "MenuPopoverWindowController.h"
 #include "NetViewController.h"
@@ -27,6 +28,10 @@ void HomePanel::ensurePage() {
     home->toggleFloatWindow = [this] {
         if (toggleFloatWindow)
             toggleFloatWindow();
+    };
+    home->footView()->settingsHandler = [this] {
+        if (openSettings)
+            openSettings();
     };
     home_ = home;
     controller_->embedViewController = home;
@@ -67,4 +72,6 @@ void HomePanel::storeFrequencies() {
         home_->storeFrequencies();
 }
 
-NetViewController* HomePanel::homePage() const { return home_; }
+NetViewController* HomePanel::homePage() const {
+    return home_;
+}

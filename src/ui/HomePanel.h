@@ -34,6 +34,8 @@ public:
 
     // The floating window's switch in the footer.
     std::function<void()> toggleFloatWindow;
+    // The footer's settings button.
+    std::function<void()> openSettings;
 
     MenuPopoverWindowController* windowController() const { return controller_; }
     NetViewController* homePage() const;
