@@ -13,6 +13,8 @@
 #include <QPainter>
 #include <QRadioButton>
 
+#include <algorithm>
+
 namespace {
 
 // A style drawn on a strip of panel colour, as it would sit in a panel.
@@ -40,6 +42,11 @@ NetworkStylePicker::NetworkStylePicker(QWidget* parent)
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setHorizontalSpacing(12);
     grid->setVerticalSpacing(4);
+    // Room for the widest style, and for the styles that widen with their text.
+    double widest = 0;
+    for (BoxType type : kOfferedNetworkStyles)
+        widest = std::max(widest, defaultWidthForBoxType(type));
+    const int column = static_cast<int>(widest) + 36;
     int row = 0;
     for (BoxType type : kOfferedNetworkStyles) {
         types_.push_back(type);
@@ -53,6 +60,8 @@ NetworkStylePicker::NetworkStylePicker(QWidget* parent)
         auto* large = new QLabel(this);
         small->setToolTip(QStringLiteral("1x"));
         large->setToolTip(QStringLiteral("2x"));
+        small->setMinimumWidth(column);
+        large->setMinimumWidth(2 * column);
         small_.push_back(small);
         large_.push_back(large);
         grid->addWidget(button, row, 0);
@@ -90,6 +99,11 @@ void NetworkStylePicker::activityDidUpdate(const ActivityObject& activity) {
 
 QImage NetworkStylePicker::preview(int i, int scale) const {
     return boxes_[static_cast<size_t>(i)]->render(scale);
+}
+
+void NetworkStylePicker::showEvent(QShowEvent* event) {
+    redraw(); // ticks that came while the page was hidden
+    QWidget::showEvent(event);
 }
 
 void NetworkStylePicker::redraw() {

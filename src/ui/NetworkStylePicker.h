@@ -34,6 +34,9 @@ public:
     // The last drawn previews of the i-th style (1x, 2x).
     QImage preview(int i, int scale) const;
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     void redraw();
 

@@ -34,8 +34,8 @@ QPalette paletteFor(const DynamicAppearance& look) {
     const bool dark = look.isDarkMode();
     QPalette p;
     const QColor text = look.textColor();
-    const QColor window = dark ? QColor(40, 40, 43) : QColor(246, 246, 246);
-    const QColor base = dark ? QColor(30, 30, 32) : QColor(255, 255, 255);
+    const QColor window = dark ? QColor(36, 36, 39) : QColor(246, 246, 246);
+    const QColor base = dark ? QColor(56, 56, 61) : QColor(255, 255, 255);
     const QColor button = dark ? QColor(60, 62, 67) : QColor(238, 238, 238);
     const QColor muted = look.secondaryTextColor();
     for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
@@ -63,6 +63,10 @@ QPalette paletteFor(const DynamicAppearance& look) {
 }
 
 } // namespace
+
+QPalette SettingsWindow::appearancePalette() {
+    return paletteFor(DynamicAppearance::shared());
+}
 
 SettingsWindow::Environment& SettingsWindow::sharedEnvironment() {
     static Environment environment;
@@ -110,16 +114,22 @@ SettingsWindow::SettingsWindow(Environment environment, QWidget* parent)
         auto* scroll = new QScrollArea(stack_);
         scroll->setWidgetResizable(true);
         scroll->setFrameShape(QFrame::NoFrame);
+        // Tab goes from the page list straight to the page's first control.
+        scroll->setFocusPolicy(Qt::NoFocus);
         scroll->setWidget(page);
         stack_->addWidget(scroll);
-        list_->addItem(page->title());
+        auto* item = new QListWidgetItem(page->title(), list_);
+        item->setSizeHint(QSize(0, 30));
         const QSize hint = page->sizeHint();
         widest = std::max(widest, hint.width());
         tallest = std::max(tallest, hint.height());
     }
     list_->setFrameShape(QFrame::NoFrame);
-    list_->setSpacing(2);
-    list_->setFixedWidth(list_->sizeHintForColumn(0) + 28);
+    list_->setStyleSheet(QStringLiteral("QListWidget { padding: 10px 6px; }"));
+    int titles = 0;
+    for (SettingsPage* page : pages_)
+        titles = std::max(titles, list_->fontMetrics().horizontalAdvance(page->title()));
+    list_->setFixedWidth(titles + 48);
     list_->setAccessibleName(windowTitle());
     connect(list_, &QListWidget::currentRowChanged, stack_, &QStackedWidget::setCurrentIndex);
     list_->setCurrentRow(0);
@@ -163,7 +173,7 @@ SettingsWindow::~SettingsWindow() {
 }
 
 void SettingsWindow::applyAppearance() {
-    setPalette(paletteFor(DynamicAppearance::shared()));
+    setPalette(appearancePalette());
     setAutoFillBackground(true);
     QPalette side = palette();
     side.setColor(QPalette::Base, side.color(QPalette::AlternateBase));

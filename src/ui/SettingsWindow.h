@@ -34,6 +34,9 @@ public:
         NetworkMonitor* monitor = nullptr; // ticks for the previews while on screen
     };
 
+    // The window's colours for the palette's current appearance (light or dark).
+    static QPalette appearancePalette();
+
     // What the window of this process is made with (the app fills it in at start).
     static Environment& sharedEnvironment();
     // Shows the process's window (made on first use), raised and active, on page when given.

@@ -1,6 +1,9 @@
 #include "WelcomeWindow.h"
 
 #include "SettingsPage.h"
+#include "SettingsWindow.h"
+#include "settings/DynamicAppearance.h"
+#include "settings/NotificationCenter.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
@@ -144,6 +147,14 @@ WelcomeWindow::WelcomeWindow(Environment environment, QWidget* parent)
         close();
     });
     connect(done_, &QPushButton::clicked, this, &QWidget::close);
+
+    // Light or dark with the desktop, like the settings window.
+    const auto recolour = [this] {
+        setPalette(SettingsWindow::appearancePalette());
+        setAutoFillBackground(true);
+    };
+    recolour();
+    DynamicAppearance::addChanged(this, [recolour](const Notification&) { recolour(); });
 
     setMinimumWidth(480);
     resize(sizeHint().expandedTo(QSize(520, 0)));

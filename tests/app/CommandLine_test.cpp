@@ -35,6 +35,7 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
     const auto m = parse("--json --monitor --ticks 5");
     EXPECT_TRUE(m.ok() && m.mode == Mode::Monitor && m.json && m.ticks == 5);
     EXPECT_TRUE(parse("--show").showPanel && parse("--show").mode == Mode::App);
+    EXPECT_TRUE(parse("--settings").showSettings && parse("--settings").mode == Mode::App);
     const auto w = parse("--waybar --format {up}");
     EXPECT_TRUE(w.mode == Mode::Monitor && w.waybar && w.format == "{up}");
     const auto s = parse("--set a=7 --set=b= --set x=a=b");
@@ -42,8 +43,8 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
     EXPECT_EQ(s.assignments, (QStringList{"a=7", "b=", "x=a=b"}));
     for (const char* line :
          {"--ticks", "--ticks -1", "--monitor --bogus", "--set", "--set novalue", "--set =7",
-          "--set a=1 --monitor", "--battery extra", "--show --monitor", "--json --waybar",
-          "--format {bogus}", "--format", "stray"}) {
+          "--set a=1 --monitor", "--battery extra", "--show --monitor", "--settings --show",
+          "--json --waybar", "--format {bogus}", "--format", "stray"}) {
         const auto c = parse(line);
         EXPECT_FALSE(c.ok()) << line;
         EXPECT_EQ(c.mode, Mode::App) << line;

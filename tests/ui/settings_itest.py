@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The settings window on a real X server (Xvfb) with the test tray host: ShowSettings on
 D-Bus opens it (a second call and `lumenstat --settings` of a second start leave one window),
-the keyboard alone goes to the network page and picks the style before the current one, and
+the keyboard alone goes to the network page and picks the list's second style, and
 the tray item's picture changes to that style (wide, 124 points, to compact, 48)."""
 import json
 import os
@@ -85,10 +85,10 @@ def main():
         time.sleep(0.5)
         checks.expect(settings_windows(env) == windows, "opening again made another window")
 
-        # Keyboard only: the next page, into the style list, the style above.
+        # Keyboard only: the next page, into the style list (its first entry), the second.
         window = windows[0]
         xdotool(env, "windowfocus", "--sync", window)
-        xdotool(env, "key", "--window", window, "--delay", "150", "ctrl+Next", "Tab", "Up")
+        xdotool(env, "key", "--delay", "150", "ctrl+Next", "Tab", "Down", "space")
         checks.expect(wait_for(lambda: stored_style(env) == "('0',)", 5),
                       "the keys did not pick compact (stored %s)" % stored_style(env))
         checks.expect(host.wait("NewIcon", timeout=6, accept=lambda e: width(e) == 48),
