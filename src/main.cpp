@@ -46,5 +46,5 @@ int main(int argc, char** argv) {
     case CommandLine::Mode::App:
         break;
     }
-    return runApp(argc, argv, command.showPanel);
+    return runApp(argc, argv, command.showPanel, command.showSettings);
 }

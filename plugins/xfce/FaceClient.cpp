@@ -67,6 +67,14 @@ void FaceClient::showPanel(int x, int y, const char* edge) {
                            kCallTimeoutMs, nullptr, nullptr, nullptr);
 }
 
+void FaceClient::showSettings() {
+    if (connection_ == nullptr)
+        return;
+    g_dbus_connection_call(connection_, owner_.c_str(), kPath, kAppInterface, "ShowSettings",
+                           nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
+                           nullptr, nullptr);
+}
+
 void FaceClient::onAppeared(GDBusConnection* connection, const char*, const char* owner,
                             gpointer data) {
     auto* self = static_cast<FaceClient*>(data);

@@ -45,6 +45,8 @@ public:
     const Face& face() const { return face_; }
     // Asks the app to toggle its panel, hung from (x, y) on the panel's screen edge.
     void showPanel(int x, int y, const char* edge);
+    // Opens (or raises) the app's settings window.
+    void showSettings();
 
 private:
     struct Call;

@@ -37,11 +37,18 @@ FacePlugin::FacePlugin(XfcePanelPlugin* plugin, const char* item)
     g_signal_connect(plugin_, "button-press-event", G_CALLBACK(&FacePlugin::onButtonPress), this);
     g_signal_connect(area_, "draw", G_CALLBACK(&FacePlugin::onDraw), this);
     g_signal_connect(plugin_, "free-data", G_CALLBACK(&FacePlugin::onFree), this);
+    // The panel's own "Properties" entry of the right-click menu opens the app's settings.
+    xfce_panel_plugin_menu_show_configure(plugin_);
+    g_signal_connect(plugin_, "configure-plugin", G_CALLBACK(&FacePlugin::onConfigure), this);
     updateRequest();
 }
 
 void FacePlugin::attach(XfcePanelPlugin* plugin, const char* item) {
     new FacePlugin(plugin, item); // deleted on the plug-in's free-data
+}
+
+void FacePlugin::onConfigure(XfcePanelPlugin*, gpointer self) {
+    static_cast<FacePlugin*>(self)->client_.showSettings();
 }
 
 void FacePlugin::onFree(XfcePanelPlugin*, gpointer self) {

@@ -28,6 +28,7 @@ private:
     static gboolean onDraw(GtkWidget* widget, cairo_t* cr, gpointer self);
     static gboolean onButtonPress(GtkWidget* widget, GdkEventButton* event, gpointer self);
     static void onFree(XfcePanelPlugin* plugin, gpointer self);
+    static void onConfigure(XfcePanelPlugin* plugin, gpointer self);
 
     bool vertical() const;
     void updateRequest();

@@ -1,6 +1,7 @@
 #include "AppHooks.h"
 
 #include "app/FaceService.h"
+#include "app/Feedback.h"
 #include "app/LoginHelper.h"
 #include "app/SettingValue.h"
 #include "app/WidgetBridger.h"
@@ -11,6 +12,8 @@
 #include "menubar/StatusItem.h"
 #include "network/DataUsageProvider.h"
 #include "platform/linux/LoaderPages.h"
+
+#include "network/NetworkMonitor.h"
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
 #include "power/PowerPercentageLogger.h"
@@ -24,10 +27,61 @@
 #include "ui/HomePanel.h"
 #include "ui/MenuPopoverWindowController.h"
 
+#include "ui/SettingsWindow.h"
+#include "ui/WelcomeWindow.h"
+
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTimer>
 
 #include <malloc.h>
+
+namespace {
+
+void prepareSettingsWindow();
+
+// The one write every settings control goes through: checked, clamped, posted, and applied
+// to the running app (the palette takes a new accent at once).
+QString writeSetting(const QString& key, const std::optional<SettingValue::Json>& value) {
+    return SettingValue::apply(key, value, SettingValue::Reach::RunningApp);
+}
+
+void quitSoon() {
+    // After the event that asked for it; then the usual exit path saves.
+    QTimer::singleShot(0, qApp, [] { QCoreApplication::quit(); });
+}
+
+WelcomeWindow::Environment welcomeEnvironment() {
+    WelcomeWindow::Environment e;
+    e.write = writeSetting;
+    e.openSettings = [] {
+        prepareSettingsWindow();
+        SettingsWindow::open();
+    };
+    return e;
+}
+
+// What the settings window of the tray app is made with.
+void prepareSettingsWindow() {
+    SettingsWindow::Environment& e = SettingsWindow::sharedEnvironment();
+    if (e.write)
+        return;
+    e.write = writeSetting;
+    e.actions.feedback = [] { Feedback::send(); };
+    e.actions.quit = quitSoon;
+    e.hasBattery = [] { return YYSystemBatteryReport::hasBattery(); };
+    e.trackTool = [] {
+        for (const QString& path :
+             Feedback::trackToolCandidates(QCoreApplication::applicationDirPath()))
+            if (QFileInfo(path).isFile())
+                return path;
+        return QString();
+    };
+    e.showWelcome = [] { WelcomeWindow::open(welcomeEnvironment()); };
+    e.monitor = &NetworkMonitor::shared();
+}
+
+} // namespace
 
 // Components that are not part of this build yet keep their hooks empty:
 //   battery              load/updateBatteryMenuBarItemIfNeed
@@ -67,6 +121,10 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
                 item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
                 item.statusItem()->setMenuActions({
                     [] { HomePanel::shared().show(); },
+                    [] {
+                        prepareSettingsWindow();
+                        SettingsWindow::open();
+                    },
                     // Typed and posted like D-Bus SetValue and --set, so the login helper
                     // and the menu's check mark follow.
                     [](bool on) {
@@ -75,7 +133,7 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
                                             SettingValue::Reach::RunningApp);
                     },
                     // After the event's reply went out; then the usual exit path saves.
-                    [] { QTimer::singleShot(0, qApp, [] { QCoreApplication::quit(); }); },
+                    quitSoon,
                 });
             }
             item.loadMenuBarItemIfNeed();
@@ -103,6 +161,20 @@ std::function<void()> makeShowPanelHook(AppRole role) {
     return [] { HomePanel::shared().show(); };
 }
 
+std::function<void()> makeShowSettingsHook(AppRole role) {
+    if (role != AppRole::Tray)
+        return {};
+    return [] {
+        prepareSettingsWindow();
+        SettingsWindow::open();
+    };
+}
+
+void showFirstRunWelcome(AppRole role) {
+    if (role == AppRole::Tray)
+        WelcomeWindow::showIfWanted(welcomeEnvironment());
+}
+
 std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole role) {
     if (role != AppRole::Tray)
         return {};
@@ -120,8 +192,10 @@ void connectWindows(AppRole role, AppDelegate* delegate) {
     observer = nullptr;
     if (!delegate) {
         panel.toggleFloatWindow = {};
+        panel.openSettings = {};
         return;
     }
+    panel.openSettings = makeShowSettingsHook(role);
     // The footer's switch: the window and the stored choice change together.
     panel.toggleFloatWindow = [delegate] {
         const bool open = delegate->toggleFloatWindow();
@@ -137,6 +211,10 @@ void connectWindows(AppRole role, AppDelegate* delegate) {
             else
                 delegate->quitFloatWindow();
         });
+    // The storage reference changes what the storage face and widget show.
+    NotificationCenter::defaultCenter().addObserver(
+        observer, QString::fromLatin1(SettingsKey::StorageReference),
+        [](const Notification&) { WidgetBridger::reloadStorageWidget(); });
 }
 
 void connectFaces(AppRole role, FaceService* faces) {

@@ -23,6 +23,12 @@ std::function<void()> makeShowPanelHook(AppRole role);
 // What ShowPanel(x, y, edge) does (a panel plug-in's click); empty when there is no panel.
 std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole role);
 
+// What ShowSettings and `lumenstat --settings` do: open the settings window; empty when
+// there is no display.
+std::function<void()> makeShowSettingsHook(AppRole role);
+// The first-run welcome, on a profile's first start with a display (see WelcomeWindow).
+void showFirstRunWelcome(AppRole role);
+
 class FaceService;
 // Publishes the status items' faces on faces (the tray app's items; the headless instance has
 // none) and routes the widget bridge's reload requests to it; a null faces disconnects.

@@ -99,6 +99,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         service->togglePanelAtHook = makeTogglePanelAtHook(role);
         if (tracksApps)
             service->appUsageHook = makeAppUsageHook();
+        service->showSettingsHook = makeShowSettingsHook(role);
     }
 
     connectWindows(role, &delegate);
@@ -191,7 +192,7 @@ bool hasDisplay() {
            !envText("QT_QPA_PLATFORM").isEmpty();
 }
 
-int runApp(int& argc, char** argv, bool showPanel) {
+int runApp(int& argc, char** argv, bool showPanel, bool showSettings) {
     const bool display = hasDisplay();
     // The panel places itself under the tray item, which Wayland does not allow: run
     // through XWayland unless a platform was chosen explicitly.
@@ -207,26 +208,27 @@ int runApp(int& argc, char** argv, bool showPanel) {
         app = std::make_unique<QCoreApplication>(argc, argv);
     }
     QCoreApplication::setApplicationName(QStringLiteral("lumenstat"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LUMENSTAT_VERSION));
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     AppService service;
     const bool registered = service.registerOn(bus);
     if (!registered && AppServiceClient::instanceRunning(bus)) {
-        // One instance per user: the running one shows its panel instead.
-        const QString error = AppServiceClient::showPanel(bus);
+        // One instance per user: the running one shows its panel (or settings) instead.
+        const QString error =
+            showSettings ? AppServiceClient::showSettings(bus) : AppServiceClient::showPanel(bus);
         if (!error.isEmpty()) {
-            std::fprintf(stderr,
-                         "lumenstat: already running, but it could not show its panel: "
-                         "%s\n",
-                         qPrintable(error));
+            std::fprintf(stderr, "lumenstat: already running, but it could not show its %s: %s\n",
+                         showSettings ? "settings" : "panel", qPrintable(error));
             return 1;
         }
         return 0;
     }
 
-    if (!display && showPanel) {
-        std::fprintf(stderr, "lumenstat: --show needs a display (DISPLAY and WAYLAND_DISPLAY "
-                             "are unset)\n");
+    if (!display && (showPanel || showSettings)) {
+        std::fprintf(stderr,
+                     "lumenstat: %s needs a display (DISPLAY and WAYLAND_DISPLAY are unset)\n",
+                     showSettings ? "--settings" : "--show");
         return 2;
     }
     if (!display) {
@@ -244,6 +246,14 @@ int runApp(int& argc, char** argv, bool showPanel) {
                 show();
         });
     }
+    QTimer::singleShot(0, app.get(), [showSettings] {
+        if (showSettings) {
+            if (auto show = makeShowSettingsHook(AppRole::Tray))
+                show();
+        }
+        // On a profile's first start; it stays out of the way of a window asked for.
+        showFirstRunWelcome(AppRole::Tray);
+    });
     return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr, true);
 }
 

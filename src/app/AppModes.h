@@ -13,7 +13,7 @@
 
 // Plain `lumenstat`: with a display the tray app, without one the headless monitor. When
 // an instance already runs on the session bus, asks it to show its panel and returns 0.
-int runApp(int& argc, char** argv, bool showPanel = false);
+int runApp(int& argc, char** argv, bool showPanel = false, bool showSettings = false);
 // `lumenstat --monitor`: the headless instance, or, when an instance already runs, a
 // printer of that instance's ticks.
 int runMonitorMode(int& argc, char** argv, MonitorOptions options);

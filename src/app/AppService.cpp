@@ -98,6 +98,15 @@ void AppService::ShowPanel() {
                        QStringLiteral("the running instance has no display, so no panel"));
 }
 
+void AppService::ShowSettings() {
+    if (showSettingsHook)
+        showSettingsHook();
+    else if (calledFromDBus())
+        sendErrorReply(QString::fromLatin1(kNoPanelError),
+                       QStringLiteral("the running instance has no display, so no settings "
+                                      "window"));
+}
+
 void AppService::ShowPanel(int x, int y, const QString& edge) {
     if (togglePanelAtHook)
         togglePanelAtHook(QPoint(x, y), edge);
@@ -380,6 +389,13 @@ bool instanceRunning(const QDBusConnection& bus) {
 
 QString showPanel(const QDBusConnection& bus) {
     const QDBusMessage reply = bus.call(methodCall("ShowPanel"), QDBus::Block, 5000);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return QString();
+    return reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage();
+}
+
+QString showSettings(const QDBusConnection& bus) {
+    const QDBusMessage reply = bus.call(methodCall("ShowSettings"), QDBus::Block, 5000);
     if (reply.type() == QDBusMessage::ReplyMessage)
         return QString();
     return reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage();

@@ -25,6 +25,7 @@ class QDBusServiceWatcher;
 //   ShowPanel(i x, i y, s edge) a panel plug-in's click: toggles the panel hanging from (x, y)
 //                               (global, device independent pixels) on the side away from
 //                               edge ("top", "bottom", "left", "right"; "" when unknown)
+//   ShowSettings()              opens the settings window (raises it when it is open)
 //   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
 //   RemoveValue(s key)          removes a settings key and posts its notifications
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
@@ -58,6 +59,8 @@ public:
     std::function<void()> showPanelHook;
     // Called by ShowPanel(x, y, edge); empty in the headless instance.
     std::function<void(QPoint point, QString edge)> togglePanelAtHook;
+    // Called by ShowSettings(); empty in the headless instance, which answers with an error.
+    std::function<void()> showSettingsHook;
     static constexpr const char* kNoPanelError = "com.quillfern.Lumenstat.Error.NoPanel";
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
@@ -81,6 +84,7 @@ public:
 public slots:
     Q_SCRIPTABLE void ShowPanel();
     Q_SCRIPTABLE void ShowPanel(int x, int y, const QString& edge);
+    Q_SCRIPTABLE void ShowSettings();
     Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
     Q_SCRIPTABLE void RemoveValue(const QString& key);
     Q_SCRIPTABLE QString GetValue(const QString& key);
@@ -113,6 +117,8 @@ namespace AppServiceClient {
 bool instanceRunning(const QDBusConnection& bus);
 // Empty on success, else the error text (the instance has no panel, it did not answer).
 QString showPanel(const QDBusConnection& bus);
+// Empty on success, else the error text.
+QString showSettings(const QDBusConnection& bus);
 // Asks the running instance for its Tick signals; false when it could not be asked.
 bool follow(const QDBusConnection& bus);
 // Empty on success, else the error text.

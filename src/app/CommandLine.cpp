@@ -18,7 +18,8 @@ CommandLine failed(const QString& message) {
 
 QString CommandLine::usage() {
     return QStringLiteral(
-        "usage: lumenstat [--show] [--monitor [--ticks N] [--json | --waybar] [--format T]]\n"
+        "usage: lumenstat [--show | --settings]\n"
+        "       lumenstat --monitor [--ticks N] [--json | --waybar] [--format T]\n"
         "       lumenstat --set key=value...\n"
         "       lumenstat --battery | --usage [today|24h] | --render-styles DIR [options]\n"
         "       lumenstat --apps [today|week] [--json]\n"
@@ -26,6 +27,8 @@ QString CommandLine::usage() {
         "  (no option)      start the tray app; without a display, the headless monitor.\n"
         "                   When Lumenstat already runs, ask it to show its panel and exit.\n"
         "  --show           the same, and open the panel once the app runs\n"
+        "  --settings       open the settings window (of the running instance, or start\n"
+        "                   the tray app with it)\n"
         "  --monitor        run without a display and print one line per second; when\n"
         "                   Lumenstat already runs, print that instance's ticks instead\n"
         "  --ticks N        stop after N lines\n"
@@ -88,6 +91,12 @@ CommandLine CommandLine::parse(const QStringList& args) {
         if (args.size() > 1)
             return failed(QStringLiteral("--show takes no arguments"));
         c.showPanel = true;
+        return c;
+    }
+    if (first == QLatin1String("--settings")) {
+        if (args.size() > 1)
+            return failed(QStringLiteral("--settings takes no arguments"));
+        c.showSettings = true;
         return c;
     }
     if (first == QLatin1String("--battery")) {

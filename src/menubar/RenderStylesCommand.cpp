@@ -13,8 +13,6 @@
 #include <cstdio>
 #include <memory>
 
-namespace {
-
 const char* styleFileName(BoxType type) {
     switch (type) {
     case BoxType::compact:
@@ -41,6 +39,8 @@ const char* styleFileName(BoxType type) {
         return "other";
     }
 }
+
+namespace {
 
 // A short history so the sparklines have a curve: twelve ticks rising to the final values.
 void feed(NetMenuBox& box, uint64_t sent, uint64_t received) {

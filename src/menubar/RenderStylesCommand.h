@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BoxType.h"
+
 #include <QImage>
 #include <QStringList>
 
@@ -10,6 +12,9 @@
 // ("NN-name@1x.png", "NN-name@2x.png"), plus a sheet of all ten ("styles-light.png" or
 // "styles-dark.png"). args are the words after --render-styles. Returns the exit status.
 int runRenderStylesCommand(const QStringList& args);
+
+// A style's name in file names and settings texts: "compact", "double-solo", ...
+const char* styleFileName(BoxType type);
 
 struct RenderStylesOptions {
     QString directory;

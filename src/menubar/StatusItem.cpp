@@ -169,7 +169,7 @@ void StatusItem::updateMenu() {
     separator.id = QuitEntry + 1;
     separator.separator = true;
     DBusMenuEntry settings{SettingsEntry, text("statusItem.menu.settings")};
-    settings.enabled = false; // no settings window in this build yet
+    settings.enabled = static_cast<bool>(actions_.openSettings);
     DBusMenuEntry login{LaunchAtLoginEntry, text("statusItem.menu.launchAtLogin")};
     login.checkable = true;
     login.checked = SettingsDomain::standard().boolValue(SettingsKey::WantsAutoLogin);
@@ -180,11 +180,20 @@ void StatusItem::updateMenu() {
                        {QuitEntry, text("statusItem.menu.quit")}});
 }
 
+void StatusItem::setMenuActions(MenuActions actions) {
+    actions_ = std::move(actions);
+    updateMenu();
+}
+
 void StatusItem::menuTriggered(int entry) {
     switch (entry) {
     case OpenPanelEntry:
         if (actions_.openPanel)
             actions_.openPanel();
+        break;
+    case SettingsEntry:
+        if (actions_.openSettings)
+            actions_.openSettings();
         break;
     case LaunchAtLoginEntry:
         if (actions_.setLaunchAtLogin)

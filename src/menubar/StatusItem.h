@@ -42,6 +42,7 @@ public:
     // What the menu's entries do; an empty action leaves its entry without effect.
     struct MenuActions {
         std::function<void()> openPanel;
+        std::function<void()> openSettings;
         std::function<void(bool)> setLaunchAtLogin;
         std::function<void()> quit;
     };
@@ -90,7 +91,8 @@ public:
     bool usesFallbackIcon() const { return fallback_ != nullptr; }
     StatusNotifierItem* statusNotifierItem() const { return sni_.get(); }
     DBusMenuExporter* menu() const { return menu_.get(); }
-    void setMenuActions(MenuActions actions) { actions_ = std::move(actions); }
+    // The Settings entry is enabled exactly when there is an action for it.
+    void setMenuActions(MenuActions actions);
     int iconUpdates() const { return iconUpdates_; }
 
     // The picture of the square rendering.

@@ -234,6 +234,13 @@ void DataUsageProvider::notifyMacWentOff() {
     saver_.waitForDone();
 }
 
+void DataUsageProvider::resetData() {
+    dataset_.clear();
+    count_ = 0;
+    notifyMacWentOff(); // the empty list is stored before this returns
+    NotificationCenter::defaultCenter().post(QString::fromLatin1(kDidUpdateNotificationName));
+}
+
 void DataUsageProvider::waitForPendingSaves() {
     saver_.waitForDone();
 }

@@ -66,6 +66,9 @@ public:
     // Before sleep: writes the buckets to the group domain at once and returns when they
     // are there, so a following flush of the domain carries them to disk.
     void notifyMacWentOff();
+    // Forgets every hour (the settings' reset): stores the empty list at once and posts
+    // "DataUsageDidUpdateNotificationName" so open views redraw.
+    void resetData();
 
     // 24 entries for the clock hours of today ("0H" ... "22H", "24H"); 23 on a day whose
     // clock skips an hour.

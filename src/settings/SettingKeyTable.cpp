@@ -24,6 +24,12 @@ Entry ranged(const char* key, Type type, double min, double max, Rule rule = Rul
     return e;
 }
 
+// A key the app keeps for itself; scripts may still set it.
+Entry state(Entry e) {
+    e.state = true;
+    return e;
+}
+
 std::vector<Entry> makeEntries() {
     namespace K = SettingsKey;
     const double anyCount = static_cast<double>(std::numeric_limits<int64_t>::max());
@@ -61,27 +67,28 @@ std::vector<Entry> makeEntries() {
         ranged(K::FloatWindowBackgroundAlpha, Type::Double, 0.4, 1.0),
         plain(K::FloatWindowWideModeShowTime, Type::Bool),
         ranged(K::FloatWindowMode, Type::Integer, 0, 2),
-        plain(K::DidInitSettings, Type::Bool),
-        plain(K::LayoutLogUnsatisfiable, Type::Bool),
+        state(plain(K::DidInitSettings, Type::Bool)),
+        state(plain(K::LayoutLogUnsatisfiable, Type::Bool)),
         plain(K::PreferredLanguage, Type::String),
-        plain(K::LastReloadWidgetsTime, Type::Double),
-        plain(K::StockFloatWindowNetwork, Type::UnsignedList),
-        plain(K::StockFloatWindowCPU, Type::UnsignedList),
-        ranged(K::TabBarSelectedViewController, Type::Integer, 0, 1),
-        ranged(K::AppReviewRequestCount, Type::Integer, 0, anyCount),
-        plain(K::WelcomeShown, Type::Bool),
-        plain(K::AppDataUsageTrackWelcome, Type::Bool),
+        state(plain(K::LastReloadWidgetsTime, Type::Double)),
+        state(plain(K::StockFloatWindowNetwork, Type::UnsignedList)),
+        state(plain(K::StockFloatWindowCPU, Type::UnsignedList)),
+        state(ranged(K::TabBarSelectedViewController, Type::Integer, 0, 1)),
+        state(ranged(K::AppReviewRequestCount, Type::Integer, 0, anyCount)),
+        state(plain(K::WelcomeShown, Type::Bool)),
+        state(plain(K::AppDataUsageTrackWelcome, Type::Bool)),
         tray,
+        state(plain(K::FirstRunWelcomeShown, Type::Bool)),
         // Group domain
         ranged(K::AccentColorIndex, Type::Integer, 0, 6, Rule::Clamp, true),
         ranged(K::StorageReference, Type::Integer, 0, 2, Rule::NonZeroIsMax, true),
         ranged(K::DataUsageTimeRange, Type::Integer, 0, 1, Rule::Clamp, true),
-        wifi,
-        wwan,
-        plain(K::DataUsageData, Type::Records, true),
-        plain(K::BatteryHealthData, Type::Records, true),
-        plain(K::BatteryRawData, Type::Records, true),
-        plain(K::AppDataUsageWidgetData, Type::Object, true),
+        state(wifi),
+        state(wwan),
+        state(plain(K::DataUsageData, Type::Records, true)),
+        state(plain(K::BatteryHealthData, Type::Records, true)),
+        state(plain(K::BatteryRawData, Type::Records, true)),
+        state(plain(K::AppDataUsageWidgetData, Type::Object, true)),
     };
 }
 

@@ -33,6 +33,8 @@ public:
         bool ranged = false;
         size_t listSize = 0;      // UnsignedList: exact element count, 0 for any
         const char* choices = ""; // String: "|a|b|" lists the accepted texts, "" any text
+        bool state = false;       // kept by the app itself (records, counters, flags), not a
+                                  // choice the settings window offers
     };
 
     struct Checked {

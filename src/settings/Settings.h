@@ -53,6 +53,8 @@ inline constexpr const char* AppReviewRequestCount = "app.count.appReviewRequest
 inline constexpr const char* WelcomeShown = "com.quillfern.lumenstat.welcome";
 inline constexpr const char* AppDataUsageTrackWelcome = "app.appDataUsageTrack.welcome";
 inline constexpr const char* TrayRendering = "app.menuBar.trayRendering";
+// The first-run welcome window was shown (it is shown once).
+inline constexpr const char* FirstRunWelcomeShown = "app.firstRunWelcome.shown";
 // Group domain
 inline constexpr const char* AccentColorIndex = "AccentColorIndex";
 inline constexpr const char* StorageReference = "StorageReference";

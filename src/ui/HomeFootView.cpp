@@ -84,8 +84,6 @@ HomeFootView::HomeFootView(bool hasBattery, QWidget* parent)
     });
     settingsButton_->setIconSize(QSize(16, 16));
     settingsButton_->setToolTip(Language::getLocalizedString(QStringLiteral("settings.title")));
-    // There is no settings window yet.
-    settingsButton_->setHidden(true);
     connect(settingsButton_, &QToolButton::clicked, this, [this] {
         if (settingsHandler)
             settingsHandler();

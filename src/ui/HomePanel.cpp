@@ -5,6 +5,7 @@
 #include "NetAppViewController.h"
 #include "TabBarController.h"
 
+#include "HomeFootView.h"
 #include "MenuPopoverWindow.h"
 #include "MenuPopoverWindowController.h"
 #include "NetViewController.h"
@@ -34,6 +35,10 @@ void HomePanel::ensurePage() {
     home->toggleFloatWindow = [this] {
         if (toggleFloatWindow)
             toggleFloatWindow();
+    };
+    home->footView()->settingsHandler = [this] {
+        if (openSettings)
+            openSettings();
     };
     home_ = home;
     controller_->embedViewController = home;

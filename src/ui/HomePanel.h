@@ -35,6 +35,8 @@ public:
 
     // The floating window's switch in the footer.
     std::function<void()> toggleFloatWindow;
+    // The footer's settings button.
+    std::function<void()> openSettings;
 
     MenuPopoverWindowController* windowController() const { return controller_; }
     // The pages the home page's buttons open: the battery tab page (health, history) and

@@ -36,6 +36,7 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
     const auto m = parse("--json --monitor --ticks 5");
     EXPECT_TRUE(m.ok() && m.mode == Mode::Monitor && m.json && m.ticks == 5);
     EXPECT_TRUE(parse("--show").showPanel && parse("--show").mode == Mode::App);
+    EXPECT_TRUE(parse("--settings").showSettings && parse("--settings").mode == Mode::App);
     const auto w = parse("--waybar --format {up}");
     EXPECT_TRUE(w.mode == Mode::Monitor && w.waybar && w.format == "{up}");
     const auto a = parse("--apps --json week");
@@ -46,8 +47,9 @@ TEST(CommandLineParse, ModesAssignmentsAndRefusals) {
     EXPECT_EQ(s.assignments, (QStringList{"a=7", "b=", "x=a=b"}));
     for (const char* line :
          {"--ticks", "--ticks -1", "--monitor --bogus", "--set", "--set novalue", "--set =7",
-          "--set a=1 --monitor", "--battery extra", "--show --monitor", "--json --waybar",
-          "--format {bogus}", "--format", "stray", "--apps month", "--apps today week"}) {
+          "--set a=1 --monitor", "--battery extra", "--show --monitor", "--settings --show",
+          "--json --waybar", "--format {bogus}", "--format", "stray", "--apps month",
+          "--apps today week"}) {
         const auto c = parse(line);
         EXPECT_FALSE(c.ok()) << line;
         EXPECT_EQ(c.mode, Mode::App) << line;

@@ -119,7 +119,9 @@ def environment(session=None, system=None):
     home = tempfile.mkdtemp(prefix="lumenstat-itest-")
     atexit.register(shutil.rmtree, home, True)
     env = {k: v for k, v in os.environ.items() if k not in ("DISPLAY", "WAYLAND_DISPLAY")}
+    # LUMENSTAT_NO_WELCOME: a fresh profile on a real display would greet the user first.
     env.update(XDG_CONFIG_HOME=os.path.join(home, "config"), QT_QPA_PLATFORM="offscreen",
+               LUMENSTAT_NO_WELCOME="1",
                XDG_DATA_HOME=os.path.join(home, "data"),
                DBUS_SESSION_BUS_ADDRESS=session or "unix:path=" + home + "/no-session",
                DBUS_SYSTEM_BUS_ADDRESS=system or "unix:path=" + home + "/no-system")

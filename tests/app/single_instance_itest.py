@@ -121,13 +121,14 @@ checks.expect(taker.wait_lines(2, 30), "the follower prints the instance's ticks
 checks.expect(first.stop(signal.SIGTERM) == 0, "the first instance ends on SIGTERM")
 # The follower is now the instance, without a display: it says it has no panel.
 wait_for(lambda: name_owner(conn, NAME) not in (None, owner), 10)
-try:
-    conn.get_object(NAME, "/").ShowPanel(dbus_interface=IFACE, signature="")
-    no_panel = ""
-except dbus.DBusException as e:
-    no_panel = e.get_dbus_name()
-checks.expect(no_panel == "com.quillfern.Lumenstat.Error.NoPanel",
-              "a headless instance answers ShowPanel with an error: %r" % no_panel)
+for method in ("ShowPanel", "ShowSettings"):
+    try:
+        getattr(conn.get_object(NAME, "/"), method)(dbus_interface=IFACE, signature="")
+        no_panel = ""
+    except dbus.DBusException as e:
+        no_panel = e.get_dbus_name()
+    checks.expect(no_panel == "com.quillfern.Lumenstat.Error.NoPanel",
+                  "a headless instance answers %s with an error: %r" % (method, no_panel))
 rc = taker.wait(60)
 own = [seconds(json.loads(t)["time"]) for t in taker.texts()]
 checks.expect(rc == 0 and len(own) == 6 and own[-1] < own[0],

@@ -114,7 +114,7 @@ def main():
         host.send("menu")
         menu = host.wait("GetLayout")
         checks.expect(menu and entries(menu["reply"]) == [
-            ("Open Panel", True, None), ("Settings…", False, None), ("Launch at Login", True, 0),
+            ("Open Panel", True, None), ("Settings…", True, None), ("Launch at Login", True, 0),
             ("-", True, None), ("Quit", True, None)], "menu: %r" % menu)
         host.send("click 3")  # Launch at Login
         e = host.wait("ItemsPropertiesUpdated")

@@ -19,6 +19,8 @@ host_itest_begin() {
     echo "SKIP: LUMENSTAT_BINARY is not set to the built app"
     exit 77
   fi
+  # Fresh profiles on a real display: no first-run welcome over the host.
+  export LUMENSTAT_NO_WELCOME=1
   work=$(mktemp -d)
   pids=()
   trap host_itest_end EXIT

@@ -361,7 +361,7 @@ TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
     EXPECT_EQ(status->records, 1);
     home->footView()->floatingWindowButton()->click();
     EXPECT_EQ(toggles, 1);
-    EXPECT_TRUE(home->footView()->settingsButton()->isHidden());
+    EXPECT_FALSE(home->footView()->settingsButton()->isHidden()); // opens the settings window
     home->footView()->batteryButton()->click(); // no factory wired: nothing happens
     EXPECT_EQ(home->findChildren<TransitionController*>().size(), 1u);
     status->dismiss();

@@ -105,6 +105,10 @@ void FaceItem::showPanel(const QString& edge) {
     watch_.showPanel(anchorPoint(QRectF(mapToGlobal(QPointF(0, 0)), size()), edge), edge);
 }
 
+void FaceItem::showSettings() {
+    watch_.showSettings();
+}
+
 QPoint FaceItem::anchorPoint(const QRectF& rect, const QString& edge) {
     QPointF point(rect.center().x(), rect.bottom()); // a top panel, or one we do not know
     if (edge == QLatin1String("bottom"))

@@ -45,6 +45,8 @@ public:
     // A click: toggles the app's panel, hung from the middle of this item's side that faces
     // the screen ("top" panel: bottom centre, "left": right centre, ...).
     Q_INVOKABLE void showPanel(const QString& edge);
+    // The applet's context menu: opens (or raises) the app's settings window.
+    Q_INVOKABLE void showSettings();
 
     // The point of rect (global) to hang the panel from for a panel along edge.
     static QPoint anchorPoint(const QRectF& rect, const QString& edge);

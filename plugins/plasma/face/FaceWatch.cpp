@@ -61,6 +61,10 @@ void FaceWatch::showPanel(QPoint point, const QString& edge) {
         faceCall(QStringLiteral("ShowPanel"), {point.x(), point.y(), edge}, kAppInterface));
 }
 
+void FaceWatch::showSettings() {
+    bus_.asyncCall(faceCall(QStringLiteral("ShowSettings"), {}, kAppInterface));
+}
+
 void FaceWatch::watch() {
     if (!requested_ || request_.item.isEmpty())
         return;

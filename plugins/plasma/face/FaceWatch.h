@@ -40,6 +40,8 @@ public:
 
     // Toggles the app's panel hanging from point (global, device-independent) away from edge.
     void showPanel(QPoint point, const QString& edge);
+    // Opens the app's settings window.
+    void showSettings();
 
 signals:
     // The picture, its size or the text changed (also when the face went away).

@@ -27,6 +27,14 @@ Item {
         }
     }
 
+    // The context menu's way to the app's settings window.
+    function action_lumenstatSettings() {
+        if (Plasmoid.compactRepresentationItem)
+            Plasmoid.compactRepresentationItem.showSettings();
+    }
+    Component.onCompleted: Plasmoid.setAction("lumenstatSettings",
+        i18nd("plasma_applet_com.quillfern.lumenstat", "Lumenstat Settings…"), "configure")
+
     Plasmoid.preferredRepresentation: Plasmoid.compactRepresentation
     Plasmoid.backgroundHints: PlasmaCore.Types.NoBackground
 
