@@ -1,11 +1,15 @@
 #include "AppHooks.h"
 
 #include "app/FaceService.h"
+#include "app/ItemPanels.h"
 #include "app/LoginHelper.h"
 #include "app/SettingValue.h"
 #include "app/WidgetBridger.h"
+#include "menubar/BatteryMenuBarItemController.h"
+#include "menubar/CPUMenuBarItemController.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
+#include "menubar/StorageMenuBarItemController.h"
 #include "network/DataUsageProvider.h"
 #include "power/BatteryHealthLogger.h"
 #include "power/BatteryUserNotificationDispatcher.h"
@@ -23,8 +27,6 @@
 #include <QTimer>
 
 // Components that are not part of this build yet keep their hooks empty:
-//   battery              load/updateBatteryMenuBarItemIfNeed
-//   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 //   per-app usage        startTrackingIfNeed, storeAppTrackingDataIfCan,
 //                        storeAppDataUsageIfNeed, pauseTracking
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
@@ -71,6 +73,20 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
             }
             item.loadMenuBarItemIfNeed();
         };
+        h.loadBatteryMenuBarItemIfNeed = [] {
+            ItemPanels::connectItems();
+            BatteryMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
+        h.updateBatteryMenuBarItemIfNeed = [] {
+            BatteryMenuBarItemController::shared().updateMenuBarItemIfNeed();
+        };
+        h.loadCPUMenuBarItemIfNeed = [] {
+            CPUMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
+        h.loadStorageMenuBarItemIfNeed = [] {
+            ItemPanels::connectItems();
+            StorageMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
         h.netMenuBarNotifyMacWentOff = [] {
             NetMenuBarItemController::shared().notifyMacWentOff();
         };
@@ -92,6 +108,18 @@ std::function<void()> makeShowPanelHook(AppRole role) {
     if (role != AppRole::Tray)
         return {};
     return [] { HomePanel::shared().show(); };
+}
+
+std::function<bool(QString, QPoint, QString)> makeToggleItemPanelAtHook(AppRole role) {
+    if (role != AppRole::Tray)
+        return {};
+    return [](const QString& item, QPoint point, const QString& edge) {
+        if (item == QLatin1String("network")) {
+            HomePanel::shared().toggleAt(point, panelEdgeFromName(edge));
+            return true;
+        }
+        return ItemPanels::toggleAt(item, point, panelEdgeFromName(edge));
+    };
 }
 
 std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole role) {
@@ -133,8 +161,10 @@ void connectWindows(AppRole role, AppDelegate* delegate) {
 void connectFaces(AppRole role, FaceService* faces) {
     if (!faces) {
         WidgetBridger::setSink({});
-        if (role == AppRole::Tray)
+        if (role == AppRole::Tray) {
             NetMenuBarItemController::shared().statusItem()->faceChanged = {};
+            ItemPanels::connectFaces(nullptr);
+        }
         return;
     }
     // Which face shows the data of a widget kind. The connection details are asked for
@@ -165,4 +195,5 @@ void connectFaces(AppRole role, FaceService* faces) {
     StatusItem* item = net.statusItem();
     item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
     faces->addSource(QStringLiteral("network"), item, item);
+    ItemPanels::connectFaces(faces);
 }

@@ -23,6 +23,11 @@ std::function<void()> makeShowPanelHook(AppRole role);
 // What ShowPanel(x, y, edge) does (a panel plug-in's click); empty when there is no panel.
 std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole role);
 
+// What ShowItemPanel(item, x, y, edge) does: toggles the panel of the item kind; false for a
+// kind without a panel. Empty when there is no panel.
+std::function<bool(QString item, QPoint point, QString edge)>
+makeToggleItemPanelAtHook(AppRole role);
+
 class FaceService;
 // Publishes the status items' faces on faces (the tray app's items; the headless instance has
 // none) and routes the widget bridge's reload requests to it; a null faces disconnects.

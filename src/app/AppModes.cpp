@@ -93,6 +93,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         service->cpuRateSource = cpuRateSource();
         service->showPanelHook = makeShowPanelHook(role);
         service->togglePanelAtHook = makeTogglePanelAtHook(role);
+        service->toggleItemPanelAtHook = makeToggleItemPanelAtHook(role);
     }
 
     connectWindows(role, &delegate);

@@ -25,6 +25,9 @@ class QDBusServiceWatcher;
 //   ShowPanel(i x, i y, s edge) a panel plug-in's click: toggles the panel hanging from (x, y)
 //                               (global, device independent pixels) on the side away from
 //                               edge ("top", "bottom", "left", "right"; "" when unknown)
+//   ShowItemPanel(s item, i x, i y, s edge)
+//                               the same for the panel of one item kind ("network",
+//                               "battery", "storage"; "cpu" has none and nothing opens)
 //   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
 //   RemoveValue(s key)          removes a settings key and posts its notifications
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
@@ -56,6 +59,8 @@ public:
     std::function<void()> showPanelHook;
     // Called by ShowPanel(x, y, edge); empty in the headless instance.
     std::function<void(QPoint point, QString edge)> togglePanelAtHook;
+    // Called by ShowItemPanel; answers false for a kind without a panel.
+    std::function<bool(QString item, QPoint point, QString edge)> toggleItemPanelAtHook;
     static constexpr const char* kNoPanelError = "com.quillfern.Lumenstat.Error.NoPanel";
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
@@ -75,6 +80,7 @@ public:
 public slots:
     Q_SCRIPTABLE void ShowPanel();
     Q_SCRIPTABLE void ShowPanel(int x, int y, const QString& edge);
+    Q_SCRIPTABLE void ShowItemPanel(const QString& item, int x, int y, const QString& edge);
     Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
     Q_SCRIPTABLE void RemoveValue(const QString& key);
     Q_SCRIPTABLE QString GetValue(const QString& key);
