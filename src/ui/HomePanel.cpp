@@ -67,6 +67,4 @@ void HomePanel::storeFrequencies() {
         home_->storeFrequencies();
 }
 
-NetViewController* HomePanel::homePage() const {
-    return home_;
-}
+NetViewController* HomePanel::homePage() const { return home_; }
