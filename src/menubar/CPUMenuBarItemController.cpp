@@ -8,9 +8,6 @@
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
-#include <QPainter>
-#include <QPainterPath>
-
 CPUMenuBarItemController& CPUMenuBarItemController::shared() {
     static CPUMenuBarItemController* controller = new CPUMenuBarItemController(
         MenuBarItemHost::busFor(QStringLiteral("cpu")), &NetworkMonitor::shared());
@@ -26,24 +23,12 @@ CPUMenuBarItemController::CPUMenuBarItemController(const QDBusConnection& bus,
         return std::make_pair(text, QStringLiteral("CPU ") + text);
     };
     host_->configureItem = [this](StatusItem& item) {
-        // Hosts that squeeze the item get the sparkline box with the load in it.
+        // Hosts that squeeze the item get a gauge of the load in tenths: it changes seldom,
+        // so the host is not sent a new picture every second (the figure is in the tooltip).
         item.squarePicture = [this](int pixels, const QColor& colour) {
-            QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
-            image.fill(Qt::transparent);
-            QPainter p(&image);
-            p.setRenderHint(QPainter::Antialiasing);
-            // The sparkline's frame stretched over the square.
-            const CPU* cpu = view();
-            const QRectF frame = cpu->stockView.frame();
-            p.scale(pixels / frame.width(), pixels / frame.height());
-            p.translate(-frame.topLeft());
-            QPainterPath box;
-            box.addRoundedRect(frame, 4, 4);
-            QColor faint = colour;
-            faint.setAlphaF(0.2f);
-            p.fillPath(box, faint);
-            cpu->stockView.paint(p);
-            return image;
+            return CPU::gaugePicture(
+                pixels, colour,
+                view()->stockView.data().empty() ? 0 : view()->stockView.data().back());
         };
     };
     NotificationCenter::defaultCenter().addObserver(

@@ -73,6 +73,35 @@ void CPU::adaptWidth() {
         widthChangedHandler(w);
 }
 
+QImage CPU::gaugePicture(int pixels, const QColor& colour, uint64_t load) {
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.scale(pixels / 22.0, pixels / 22.0);
+    const QRectF chip(4, 4, 14, 14);
+    p.setPen(QPen(colour, 1.5));
+    p.setBrush(Qt::NoBrush);
+    p.drawRoundedRect(chip, 2.5, 2.5);
+    // The chip's pins, three a side.
+    for (int i = 0; i < 3; ++i) {
+        const double at = 7 + i * 4;
+        p.drawLine(QPointF(at, 1), QPointF(at, 4));
+        p.drawLine(QPointF(at, 18), QPointF(at, 21));
+        p.drawLine(QPointF(1, at), QPointF(4, at));
+        p.drawLine(QPointF(18, at), QPointF(21, at));
+    }
+    const double tenths = std::round(std::min<uint64_t>(load, 100) / 10.0) / 10.0;
+    const QRectF inside = chip.adjusted(2.5, 2.5, -2.5, -2.5);
+    if (tenths > 0) {
+        p.setPen(Qt::NoPen);
+        p.setBrush(colour);
+        p.drawRect(QRectF(inside.left(), inside.bottom() - inside.height() * tenths, inside.width(),
+                          inside.height() * tenths));
+    }
+    return image;
+}
+
 void CPU::drawContent(QPainter& p) const {
     if (stockView.backgroundColor) {
         QPainterPath box;

@@ -19,6 +19,10 @@ public:
     // Takes the load text now and redraws (the record itself is not needed).
     void reload();
 
+    // A square picture of load (0 ... 100) for hosts that squeeze items: a chip outline
+    // filled from the bottom in steps of a tenth.
+    static QImage gaugePicture(int pixels, const QColor& colour, uint64_t load);
+
     // The load text; by default the CPU reader's (empty when it has none).
     static std::function<QString()>& cpuTextSource();
 

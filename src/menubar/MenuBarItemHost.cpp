@@ -18,7 +18,13 @@ MenuBarItemHost::MenuBarItemHost(const QString& id, const QString& title,
     const double width = view->width();
     container_->setContentView(std::move(view));
     container_->setFrame(QRectF(0, 0, width, kMenuBarHeight));
-    container_->didUpdate = [this](const ActivityObject&) { refresh(); };
+    // A record that left the drawing as it was costs no rendering.
+    container_->didUpdate = [this](const ActivityObject&) {
+        const NetMenuBox* v = container_->contentView();
+        if (v && v->redrawRequests() == lastRedraws_)
+            return;
+        refresh();
+    };
 }
 
 MenuBarItemHost::~MenuBarItemHost() {
@@ -84,6 +90,8 @@ void MenuBarItemHost::applyWidth(double width) {
 void MenuBarItemHost::refresh() {
     if (!statusItem_)
         return;
+    if (const NetMenuBox* v = container_->contentView())
+        lastRedraws_ = v->redrawRequests();
     if (itemText) {
         const auto [label, toolTip] = itemText();
         statusItem_->setText(label, toolTip);

@@ -60,4 +60,5 @@ private:
     NetworkMonitor* monitor_;
     MenuBarItemContainer* container_;
     StatusItem* statusItem_ = nullptr;
+    int lastRedraws_ = -1;
 };
