@@ -35,19 +35,7 @@ export XDG_CACHE_HOME="$work/cache" HOME="$work/home"
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME" "$HOME"
 chmod 700 "$XDG_RUNTIME_DIR"
 
-# Run time in ns of every thread of the given processes.
-run_ns() {
-  local total=0 p t
-  for p in "$@"; do
-    for t in /proc/"$p"/task/*/schedstat; do
-      [ -r "$t" ] && total=$((total + $(cut -d' ' -f1 "$t")))
-    done
-  done
-  echo "$total"
-}
-rss_mb() { awk '/VmRSS/ {printf "%.1f", $2 / 1024}' /proc/"$1"/status; }
-ratio() { python3 -c "import sys; a, b = int(sys.argv[1]), int(sys.argv[2]); print(f'{a / b:.2f}' if b else 'inf')" "$1" "$2"; }
-ms() { python3 -c "import sys; print(f'{int(sys.argv[1]) / 1e6:.1f}')" "$1"; }
+. "$(dirname "$0")/idle_lib.sh"
 
 # --- 1. headless monitor ------------------------------------------------------------------
 echo "== headless monitor beside the floor, ${WINDOW} s after start-up"

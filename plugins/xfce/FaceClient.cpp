@@ -62,9 +62,15 @@ void FaceClient::setRequest(const FaceRequest& request) {
 void FaceClient::showPanel(int x, int y, const char* edge) {
     if (connection_ == nullptr)
         return;
-    g_dbus_connection_call(connection_, owner_.c_str(), kPath, kAppInterface, "ShowPanel",
-                           g_variant_new("(iis)", x, y, edge), nullptr, G_DBUS_CALL_FLAGS_NONE,
-                           kCallTimeoutMs, nullptr, nullptr, nullptr);
+    // The network face opens the app's main panel; the other kinds open their own.
+    if (item_ == "network")
+        g_dbus_connection_call(connection_, owner_.c_str(), kPath, kAppInterface, "ShowPanel",
+                               g_variant_new("(iis)", x, y, edge), nullptr,
+                               G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, nullptr, nullptr);
+    else
+        g_dbus_connection_call(connection_, owner_.c_str(), kPath, kAppInterface, "ShowItemPanel",
+                               g_variant_new("(siis)", item_.c_str(), x, y, edge), nullptr,
+                               G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, nullptr, nullptr);
 }
 
 void FaceClient::showSettings() {

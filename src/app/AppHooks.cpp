@@ -2,14 +2,18 @@
 
 #include "app/FaceService.h"
 #include "app/Feedback.h"
+#include "app/ItemPanels.h"
 #include "app/LoginHelper.h"
 #include "app/SettingValue.h"
 #include "app/WidgetBridger.h"
 #include "appusage/AppUsageReport.h"
 #include "appusage/DataProvider.h"
 #include "appusage/NetAppProvider.h"
+#include "menubar/BatteryMenuBarItemController.h"
+#include "menubar/CPUMenuBarItemController.h"
 #include "menubar/NetMenuBarItemController.h"
 #include "menubar/StatusItem.h"
+#include "menubar/StorageMenuBarItemController.h"
 #include "network/DataUsageProvider.h"
 #include "platform/linux/LoaderPages.h"
 
@@ -83,9 +87,6 @@ void prepareSettingsWindow() {
 
 } // namespace
 
-// Components that are not part of this build yet keep their hooks empty:
-//   battery              load/updateBatteryMenuBarItemIfNeed
-//   status items         loadCPUMenuBarItemIfNeed, loadStorageMenuBarItemIfNeed
 // The per-app usage hooks are added by addAppUsageHooks where the instance tracks apps.
 AppDelegateHooks makeAppDelegateHooks(AppRole role) {
     AppDelegateHooks h;
@@ -138,6 +139,20 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
             }
             item.loadMenuBarItemIfNeed();
         };
+        h.loadBatteryMenuBarItemIfNeed = [] {
+            ItemPanels::connectItems();
+            BatteryMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
+        h.updateBatteryMenuBarItemIfNeed = [] {
+            BatteryMenuBarItemController::shared().updateMenuBarItemIfNeed();
+        };
+        h.loadCPUMenuBarItemIfNeed = [] {
+            CPUMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
+        h.loadStorageMenuBarItemIfNeed = [] {
+            ItemPanels::connectItems();
+            StorageMenuBarItemController::shared().loadMenuBarItemIfNeed();
+        };
         h.netMenuBarNotifyMacWentOff = [] {
             NetMenuBarItemController::shared().notifyMacWentOff();
         };
@@ -173,6 +188,18 @@ std::function<void()> makeShowSettingsHook(AppRole role) {
 void showFirstRunWelcome(AppRole role) {
     if (role == AppRole::Tray)
         WelcomeWindow::showIfWanted(welcomeEnvironment());
+}
+
+std::function<bool(QString, QPoint, QString)> makeToggleItemPanelAtHook(AppRole role) {
+    if (role != AppRole::Tray)
+        return {};
+    return [](const QString& item, QPoint point, const QString& edge) {
+        if (item == QLatin1String("network")) {
+            HomePanel::shared().toggleAt(point, panelEdgeFromName(edge));
+            return true;
+        }
+        return ItemPanels::toggleAt(item, point, panelEdgeFromName(edge));
+    };
 }
 
 std::function<void(QPoint, QString)> makeTogglePanelAtHook(AppRole role) {
@@ -220,8 +247,10 @@ void connectWindows(AppRole role, AppDelegate* delegate) {
 void connectFaces(AppRole role, FaceService* faces) {
     if (!faces) {
         WidgetBridger::setSink({});
-        if (role == AppRole::Tray)
+        if (role == AppRole::Tray) {
             NetMenuBarItemController::shared().statusItem()->faceChanged = {};
+            ItemPanels::connectFaces(nullptr);
+        }
         return;
     }
     // Which face shows the data of a widget kind. The connection details are asked for
@@ -252,6 +281,7 @@ void connectFaces(AppRole role, FaceService* faces) {
     StatusItem* item = net.statusItem();
     item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
     faces->addSource(QStringLiteral("network"), item, item);
+    ItemPanels::connectFaces(faces);
 }
 
 void scheduleMemoryTrim() {

@@ -28,6 +28,10 @@ std::function<void(QPoint point, QString edge)> makeTogglePanelAtHook(AppRole ro
 std::function<void()> makeShowSettingsHook(AppRole role);
 // The first-run welcome, on a profile's first start with a display (see WelcomeWindow).
 void showFirstRunWelcome(AppRole role);
+// What ShowItemPanel(item, x, y, edge) does: toggles the panel of the item kind; false for a
+// kind without a panel. Empty when there is no panel.
+std::function<bool(QString item, QPoint point, QString edge)>
+makeToggleItemPanelAtHook(AppRole role);
 
 class FaceService;
 // Publishes the status items' faces on faces (the tray app's items; the headless instance has

@@ -100,6 +100,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
         if (tracksApps)
             service->appUsageHook = makeAppUsageHook();
         service->showSettingsHook = makeShowSettingsHook(role);
+        service->toggleItemPanelAtHook = makeToggleItemPanelAtHook(role);
     }
 
     connectWindows(role, &delegate);

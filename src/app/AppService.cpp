@@ -115,6 +115,24 @@ void AppService::ShowPanel(int x, int y, const QString& edge) {
                        QStringLiteral("the running instance has no display, so no panel"));
 }
 
+void AppService::ShowItemPanel(const QString& item, int x, int y, const QString& edge) {
+    if (!toggleItemPanelAtHook) {
+        if (calledFromDBus())
+            sendErrorReply(QString::fromLatin1(kNoPanelError),
+                           QStringLiteral("the running instance has no display, so no panel"));
+        return;
+    }
+    static const QStringList kinds = {QStringLiteral("network"), QStringLiteral("battery"),
+                                      QStringLiteral("cpu"), QStringLiteral("storage")};
+    if (!kinds.contains(item)) {
+        if (calledFromDBus())
+            sendErrorReply(QStringLiteral("com.quillfern.Lumenstat.Error.UnknownItem"),
+                           QStringLiteral("no item kind \"%1\"").arg(item));
+        return;
+    }
+    toggleItemPanelAtHook(item, QPoint(x, y), edge);
+}
+
 void AppService::SetValue(const QString& key, const QDBusVariant& value) {
     const std::optional<Json> json = fromDBus(value.variant());
     if (key.isEmpty() || !json) {

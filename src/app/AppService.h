@@ -26,6 +26,9 @@ class QDBusServiceWatcher;
 //                               (global, device independent pixels) on the side away from
 //                               edge ("top", "bottom", "left", "right"; "" when unknown)
 //   ShowSettings()              opens the settings window (raises it when it is open)
+//   ShowItemPanel(s item, i x, i y, s edge)
+//                               the same for the panel of one item kind ("network",
+//                               "battery", "storage"; "cpu" has none and nothing opens)
 //   SetValue(s key, v value)    writes a settings key, typed, and posts its notifications
 //   RemoveValue(s key)          removes a settings key and posts its notifications
 //   GetValue(s key) -> s        the stored value as JSON text ("null" when absent)
@@ -61,6 +64,8 @@ public:
     std::function<void(QPoint point, QString edge)> togglePanelAtHook;
     // Called by ShowSettings(); empty in the headless instance, which answers with an error.
     std::function<void()> showSettingsHook;
+    // Called by ShowItemPanel; answers false for a kind without a panel.
+    std::function<bool(QString item, QPoint point, QString edge)> toggleItemPanelAtHook;
     static constexpr const char* kNoPanelError = "com.quillfern.Lumenstat.Error.NoPanel";
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
@@ -85,6 +90,7 @@ public slots:
     Q_SCRIPTABLE void ShowPanel();
     Q_SCRIPTABLE void ShowPanel(int x, int y, const QString& edge);
     Q_SCRIPTABLE void ShowSettings();
+    Q_SCRIPTABLE void ShowItemPanel(const QString& item, int x, int y, const QString& edge);
     Q_SCRIPTABLE void SetValue(const QString& key, const QDBusVariant& value);
     Q_SCRIPTABLE void RemoveValue(const QString& key);
     Q_SCRIPTABLE QString GetValue(const QString& key);

@@ -18,13 +18,30 @@ enum class BoxType : int {
     cpu = 10,
     storage = 11,
     unspecified = 12,
+    // The classic family, kept beside the current styles and chosen through the same setting.
+    menuBox = 20,
+    menuCompactBox = 21,
+    menuWideBox = 22,
+    menuLuxuryBox = 23,
+    menuStockBox = 24,
+    menuIconBox = 25,
+    menuSoloBox = 26,
+    menuDoubleSoloBox = 27,
 };
 
 inline constexpr int kBoxTypeCount = 13;
 inline constexpr double kMenuBarHeight = 22.0;
 
-// A stored style number, taken as unsigned: 13 or more (every negative value too) is compact.
+inline bool isClassicBoxType(BoxType type) {
+    return static_cast<int>(type) >= static_cast<int>(BoxType::menuBox) &&
+           static_cast<int>(type) <= static_cast<int>(BoxType::menuDoubleSoloBox);
+}
+
+// A stored style number, taken as unsigned: 13 or more (every negative value too) is compact,
+// except the classic family's 20 ... 27.
 inline BoxType boxTypeFromStored(int64_t stored) {
+    if (stored >= 20 && stored <= 27)
+        return static_cast<BoxType>(stored);
     if (static_cast<uint64_t>(stored) >= static_cast<uint64_t>(kBoxTypeCount))
         return BoxType::compact;
     return static_cast<BoxType>(stored);
@@ -56,6 +73,20 @@ inline double defaultWidthForBoxType(BoxType type) {
         return 82;
     case BoxType::storage:
         return 66;
+    case BoxType::menuBox:
+        return 52;
+    case BoxType::menuCompactBox:
+        return 48;
+    case BoxType::menuWideBox:
+    case BoxType::menuLuxuryBox:
+    case BoxType::menuStockBox:
+        return 124;
+    case BoxType::menuIconBox:
+        return 22;
+    case BoxType::menuSoloBox:
+        return 32;
+    case BoxType::menuDoubleSoloBox:
+        return 92;
     case BoxType::unspecified:
         break;
     }
@@ -67,4 +98,11 @@ inline constexpr BoxType kOfferedNetworkStyles[] = {
     BoxType::icon,         BoxType::compact,        BoxType::wide,       BoxType::luxury,
     BoxType::stock,        BoxType::solo,           BoxType::doubleSolo, BoxType::large,
     BoxType::largeWithCPU, BoxType::largeWithStock,
+};
+
+// The classic styles, selectable through the same setting.
+inline constexpr BoxType kClassicNetworkStyles[] = {
+    BoxType::menuBox,       BoxType::menuCompactBox,    BoxType::menuWideBox,
+    BoxType::menuLuxuryBox, BoxType::menuStockBox,      BoxType::menuIconBox,
+    BoxType::menuSoloBox,   BoxType::menuDoubleSoloBox,
 };

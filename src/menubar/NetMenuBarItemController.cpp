@@ -76,6 +76,15 @@ double NetMenuBarItemController::lengthForBoxType(BoxType type, const NetMenuBox
     case BoxType::doubleSolo:
     case BoxType::large:
         return view.defaultWidth(); // these two fit their texts
+    case BoxType::menuBox:
+    case BoxType::menuCompactBox:
+    case BoxType::menuWideBox:
+    case BoxType::menuLuxuryBox:
+    case BoxType::menuStockBox:
+    case BoxType::menuIconBox:
+    case BoxType::menuSoloBox:
+    case BoxType::menuDoubleSoloBox:
+        return defaultWidthForBoxType(type);
     default:
         return 22;
     }
@@ -83,8 +92,10 @@ double NetMenuBarItemController::lengthForBoxType(BoxType type, const NetMenuBox
 
 void NetMenuBarItemController::loadMenuBarItemIfNeed() {
     // A stored 10, 11 or 12 belongs to another item's styles: show the icon.
-    const bool iconOnly = menuBoxType == BoxType::icon ||
-                          static_cast<int>(menuBoxType) > static_cast<int>(BoxType::largeWithStock);
+    const bool iconOnly =
+        menuBoxType == BoxType::icon ||
+        (static_cast<int>(menuBoxType) > static_cast<int>(BoxType::largeWithStock) &&
+         !isClassicBoxType(menuBoxType));
     std::unique_ptr<NetMenuBox> view = NetMenuBox::create(iconOnly ? BoxType::icon : menuBoxType);
     const double length = lengthForBoxType(iconOnly ? BoxType::icon : menuBoxType, *view);
     QPointer<NetMenuBarItemController> weak(this);

@@ -1,5 +1,7 @@
 #include "NetMenuBox.h"
 
+#include "ClassicMenuBox.h"
+
 #include "network/DataUsageProvider.h"
 #include "network/SpeedText.h"
 #include "settings/DynamicAppearance.h"
@@ -93,6 +95,15 @@ std::unique_ptr<NetMenuBox> NetMenuBox::create(BoxType type) {
         return std::make_unique<LargeWithCPU>();
     case BoxType::largeWithStock:
         return std::make_unique<LargeWithStock>();
+    case BoxType::menuBox:
+    case BoxType::menuCompactBox:
+    case BoxType::menuWideBox:
+    case BoxType::menuLuxuryBox:
+    case BoxType::menuStockBox:
+    case BoxType::menuIconBox:
+    case BoxType::menuSoloBox:
+    case BoxType::menuDoubleSoloBox:
+        return MenuBox::createClassic(type);
     case BoxType::cpu:
     case BoxType::storage:
     case BoxType::unspecified:

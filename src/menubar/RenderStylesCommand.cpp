@@ -35,6 +35,22 @@ const char* styleFileName(BoxType type) {
         return "large-with-cpu";
     case BoxType::largeWithStock:
         return "large-with-stock";
+    case BoxType::menuBox:
+        return "classic-box";
+    case BoxType::menuCompactBox:
+        return "classic-compact";
+    case BoxType::menuWideBox:
+        return "classic-wide";
+    case BoxType::menuLuxuryBox:
+        return "classic-luxury";
+    case BoxType::menuStockBox:
+        return "classic-stock";
+    case BoxType::menuIconBox:
+        return "classic-icon";
+    case BoxType::menuSoloBox:
+        return "classic-solo";
+    case BoxType::menuDoubleSoloBox:
+        return "classic-double";
     default:
         return "other";
     }
@@ -82,6 +98,13 @@ bool parseCount(const QString& option, const QString& text, uint64_t& out, QStri
     return true;
 }
 
+// Every style the setting can choose: the current ten, then the classic family.
+std::vector<BoxType> renderedStyles() {
+    std::vector<BoxType> all(std::begin(kOfferedNetworkStyles), std::end(kOfferedNetworkStyles));
+    all.insert(all.end(), std::begin(kClassicNetworkStyles), std::end(kClassicNetworkStyles));
+    return all;
+}
+
 } // namespace
 
 bool parseRenderStylesOptions(const QStringList& args, RenderStylesOptions& out, QString& error) {
@@ -125,7 +148,8 @@ QImage renderStyleSheet(uint64_t sent, uint64_t received, bool dark, qreal dpr) 
     const int rowHeight = 30;
     const int labelWidth = 130;
     const int styleWidth = 190;
-    const int count = static_cast<int>(std::size(kOfferedNetworkStyles));
+    const std::vector<BoxType> styles = renderedStyles();
+    const int count = static_cast<int>(styles.size());
     QImage sheet(static_cast<int>((labelWidth + styleWidth) * dpr),
                  static_cast<int>((count * rowHeight + 8) * dpr), QImage::Format_ARGB32);
     sheet.setDevicePixelRatio(dpr);
@@ -134,7 +158,7 @@ QImage renderStyleSheet(uint64_t sent, uint64_t received, bool dark, qreal dpr) 
     p.setRenderHint(QPainter::TextAntialiasing, true);
     const QColor caption = dark ? QColor(170, 170, 175) : QColor(90, 90, 95);
     int row = 0;
-    for (BoxType type : kOfferedNetworkStyles) {
+    for (BoxType type : styles) {
         const int top = 4 + row * rowHeight;
         p.setPen(caption);
         p.setFont(MenuDrawing::systemFont(11, QFont::Normal));
@@ -174,7 +198,7 @@ int runRenderStylesCommand(const QStringList& args) {
     DynamicAppearance::shared().setSource(FixedAppearanceSource::make(options.dark));
     const QDir dir(options.directory);
     int written = 0;
-    for (BoxType type : kOfferedNetworkStyles) {
+    for (BoxType type : renderedStyles()) {
         for (int scale : {1, 2}) {
             const QImage image =
                 renderStyle(static_cast<int>(type), options.sent, options.received, scale);

@@ -30,7 +30,6 @@ static void initStatusIconResources() {
 }
 
 namespace {
-const QString kAppTitle = QStringLiteral("Lumenstat");
 
 SniIconPixmap toSni(const QImage& image) {
     const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
@@ -86,8 +85,9 @@ QColor StatusItem::iconColour() const {
     return NetMenuBox::labelColor();
 }
 
-StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* parent)
-    : QObject(parent), bus_(bus), length_(length) {
+StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* parent,
+                       const QString& id, const QString& title)
+    : QObject(parent), bus_(bus), length_(length), title_(title) {
     initStatusIconResources();
     menu_ = std::make_unique<DBusMenuExporter>(bus_);
     updateMenu();
@@ -96,9 +96,9 @@ StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* paren
     iconThemePath_ =
         IconThemeFolder::forIcon(QString::fromLatin1(SymbolicIconName), QStringLiteral("status"),
                                  QStringLiteral(":/lumenstat/icons/lumenstat-symbolic.svg"));
-    sni_ = std::make_unique<StatusNotifierItem>(bus_, QStringLiteral("lumenstat"));
-    sni_->setTitle(kAppTitle);
-    sni_->setAccessibleDescription(kAppTitle);
+    sni_ = std::make_unique<StatusNotifierItem>(bus_, id);
+    sni_->setTitle(title_);
+    sni_->setAccessibleDescription(title_);
     if (menu_->publish())
         sni_->setMenuPath(QString::fromLatin1(DBusMenuExporter::MenuPath));
     connect(sni_.get(), &StatusNotifierItem::activated, this, [this](QPoint at) {
@@ -118,7 +118,7 @@ StatusItem::StatusItem(const QDBusConnection& bus, double length, QObject* paren
         this, QString::fromLatin1(SettingsKey::TrayRendering),
         [this](const Notification&) { updateRendering(); });
     DynamicAppearance::addChanged(this, [this](const Notification&) { scheduleRefresh(); });
-    toolTip_ = kAppTitle;
+    toolTip_ = title_;
 }
 
 StatusItem::~StatusItem() {
@@ -277,6 +277,11 @@ void StatusItem::setActivity(const ActivityObject& activity) {
     }
 }
 
+void StatusItem::setText(const QString& label, const QString& toolTip) {
+    label_ = label;
+    toolTip_ = toolTip;
+}
+
 qreal StatusItem::devicePixelRatio() const {
     if (dprOverride_)
         return *dprOverride_;
@@ -331,6 +336,8 @@ void StatusItem::refresh() {
         QPainter p(&next);
         view_->draw(p);
         p.end();
+    } else if (squarePicture) {
+        next = squarePicture(static_cast<int>(std::lround(22 * dpr)), iconColour());
     } else {
         // The same picture every second: compared by its shared data, not pixel by pixel.
         next = cachedSquareIcon(static_cast<int>(std::lround(22 * dpr)), iconColour());
@@ -340,18 +347,19 @@ void StatusItem::refresh() {
     image_ = next;
     if (sni_) {
         // Square: the symbolic icon by name, the pixmaps as a fall-back; wide: the pixmap only.
-        const bool named = rendering_ == Rendering::Square && iconThemePath_;
+        const bool named = rendering_ == Rendering::Square && iconThemePath_ && !squarePicture;
         const QString name = named ? QString::fromLatin1(SymbolicIconName) : QString();
         if (pixelsChanged || name != sni_->iconName()) {
             SniIconPixmapList icons{toSni(next)};
             if (rendering_ == Rendering::Square)
-                icons.append(toSni(squareIcon(16, iconColour())));
+                icons.append(toSni(squarePicture ? squarePicture(16, iconColour())
+                                                 : squareIcon(16, iconColour())));
             if (sni_->setIcon(name, named ? *iconThemePath_ : QString(), icons))
                 ++iconUpdates_;
         }
-        sni_->setToolTip(kAppTitle, toolTip_);
+        sni_->setToolTip(title_, toolTip_);
         if (rendering_ == Rendering::Square && labelShown_)
-            sni_->setLabel(label_, labelGuide());
+            sni_->setLabel(label_, squarePicture ? label_ : labelGuide());
         else
             sni_->setLabel(QString(), QString());
     }
@@ -381,5 +389,5 @@ QString StatusItem::faceKey() const {
 }
 
 QString StatusItem::faceText() const {
-    return label_.isEmpty() ? kAppTitle : label_;
+    return label_.isEmpty() ? title_ : label_;
 }

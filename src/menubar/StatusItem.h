@@ -47,7 +47,12 @@ public:
         std::function<void()> quit;
     };
 
-    StatusItem(const QDBusConnection& bus, double length, QObject* parent = nullptr);
+    // id names the item to hosts (several items of one process each come with their own
+    // bus connection, so each has its own service name and object paths); title is what
+    // hosts show as its name.
+    StatusItem(const QDBusConnection& bus, double length, QObject* parent = nullptr,
+               const QString& id = QStringLiteral("lumenstat"),
+               const QString& title = QStringLiteral("Lumenstat"));
     ~StatusItem() override;
 
     // "wide" or "square" from the setting; else wide only for hosts that keep a pixmap's
@@ -64,6 +69,12 @@ public:
     void setContentView(NetMenuBox* view);
     // The last record's speeds for the label and the tooltip.
     void setActivity(const ActivityObject& activity);
+    // The label and tooltip of an item that shows something else than the speeds.
+    void setText(const QString& label, const QString& toolTip);
+    // The square rendering's picture of an item that is not the network item: drawn for a
+    // size in pixels and the bar's text colour. Without it the square shows the speed arrows
+    // (by icon name where the theme has it).
+    std::function<QImage(int pixels, const QColor& colour)> squarePicture;
     // Renders the current state and sends what changed.
     void refresh();
     // Called after every refresh: the face may have changed.
@@ -139,6 +150,7 @@ private:
     QRgb squareColour_ = 0;
     bool labelShown_ = false;
     bool barIsDark_ = false;
+    QString title_;
     QString label_;
     QString toolTip_;
     QPoint lastActivate_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <string_view>
 
 namespace {
 
@@ -140,6 +141,9 @@ Json rangedInteger(const Entry& e, const Json& v) {
         v.is_number_unsigned() &&
         v.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
     const int64_t n = huge ? std::numeric_limits<int64_t>::max() : v.get<int64_t>();
+    // The network item's classic styles are stored as 20 ... 27, beyond the current ten.
+    if (std::string_view(e.key) == SettingsKey::NetMenuBoxType && n >= 20 && n <= 27)
+        return Json(n);
     switch (e.rule) {
     case Rule::NonZeroIsMax:
         return Json(n == 0 ? int64_t{0} : max);

@@ -22,7 +22,7 @@ class BatteryHealthView : public QWidget {
 public:
     static constexpr int kWidth = 272;
     // Height without the title row and with the chart.
-    static constexpr int kHeight = 416;
+    static constexpr int kHeight = 424;
     static constexpr int kTitleHeight = 24;
 
     // The report to show; null or not loaded leaves the view as it is.

@@ -20,7 +20,9 @@ StorageBox::StorageBox(QWidget* parent) : QWidget(parent) {
 
 void StorageBox::reloadData() {
     const double share = StorageUsageProvider::getStorageUsagePercentage();
-    percentage = std::isfinite(share) ? std::clamp(share, 0.0, 1.0) : 0.0;
+    const bool readable =
+        std::isfinite(share) && StorageUsageProvider::getTotalCapacityInBytes() > 0;
+    percentage = readable ? std::clamp(share, 0.0, 1.0) : 0.0;
     totalAttributedString = StorageUsageProvider::getCapacity();
     usedAttributedString = StorageUsageProvider::getUsedStorage();
     availableAttributedString = StorageUsageProvider::getAvailableStorage();

@@ -78,7 +78,9 @@ TEST_F(RenderingTest, NarrowStylesKeepLongSpeedsInsideTheirWidth) {
 TEST_F(RenderingTest, RenderCommandWritesTwoScalesPerStyleAndASheet) {
     TempDir dir;
     ASSERT_EQ(runRenderStylesCommand({dir.path(), "--sent", "5", "--received", "2048"}), 0);
-    EXPECT_EQ(QDir(dir.path()).entryList({"*.png"}, QDir::Files).size(), 21);
+    // The ten styles and the eight classic ones at two scales, and the sheet.
+    EXPECT_EQ(QDir(dir.path()).entryList({"*.png"}, QDir::Files).size(), (10 + 8) * 2 + 1);
+    EXPECT_EQ(QImage(dir.file("22-classic-wide@2x.png")).size(), QSize(248, 44));
     EXPECT_EQ(QImage(dir.file("01-wide@2x.png")).size(), QSize(248, 44));
     EXPECT_FALSE(QImage(dir.file("styles-light.png")).isNull());
     EXPECT_EQ(runRenderStylesCommand({dir.path(), "--sent"}), 2);

@@ -1,4 +1,5 @@
 // Texts, offline behaviour and widths of the network status item styles.
+#include "menubar/ClassicMenuBox.h"
 #include "menubar/NetMenuBox.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/NotificationCenter.h"
@@ -172,3 +173,47 @@ TEST_F(StyleTest, DrawingKeysFollowWhatIsDrawn) {
     }
 }
 } // namespace
+
+// The classic family: chosen through the stored number, each drawn differently, with the
+// rules where it differs from its successor.
+TEST_F(StyleTest, ClassicStylesRenderDifferentlyAndKeepTheirOwnRules) {
+    std::vector<QImage> images;
+    for (BoxType type : kClassicNetworkStyles) {
+        SCOPED_TRACE(static_cast<int>(type));
+        EXPECT_EQ(boxTypeFromStored(static_cast<int>(type)), type);
+        std::unique_ptr<NetMenuBox> box = NetMenuBox::create(type);
+        ASSERT_EQ(box->boxType(), type);
+        EXPECT_EQ(box->width(), defaultWidthForBoxType(type));
+        for (uint64_t kb : {300, 5000, 900, 20000})
+            box->update(record(kb, kb / 3 + 7));
+        const QImage image = box->render(2);
+        int inked = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                inked += qAlpha(image.pixel(x, y)) > 0;
+        if (type != BoxType::menuBox) {
+            EXPECT_GT(inked, 20) << "nothing drawn";
+        }
+        for (const QImage& other : images)
+            EXPECT_NE(image, other);
+        images.push_back(image);
+        // Offline, every classic style shows the no-network state.
+        box->update(record(300, 300, NotReachable));
+        EXPECT_NE(box->render(2), image);
+    }
+    EXPECT_EQ(boxTypeFromStored(13), BoxType::compact);
+    EXPECT_EQ(boxTypeFromStored(28), BoxType::compact);
+
+    EXPECT_EQ(MenuBox::compactText(1025), "1.00 MB");
+    EXPECT_EQ(MenuBox::compactText(1024), "1024 KB");
+    MenuSoloBox solo;
+    solo.trafficType = 3;
+    solo.update(record(700, 800));
+    EXPECT_EQ(solo.figure, std::make_pair(QStringLiteral("1.46"), QStringLiteral("MB/s")));
+    solo.trafficType = 2;
+    solo.update(record(700, 800));
+    EXPECT_EQ(solo.figure.first, "800");
+    EXPECT_EQ(MenuWideBox::byteText(10240),
+              std::make_pair(QStringLiteral("10.0"), QStringLiteral("MB")));
+    EXPECT_EQ(MenuWideBox::byteText(10241).first, "10");
+}

@@ -5,21 +5,24 @@
 # A caller may set panel_plugins (the panel's items in order, default: systray), call
 # panel_item N PROPERTY TYPE VALUE from a function named in panel_setup to configure item N,
 # and start the panel through a command prefix in panel_prefix (e.g. a mount namespace).
-# use_built_plugin DIR KIND: xfce4-panel 4.18 reads plug-ins only from its own folders, so the
+# use_built_plugin DIR KIND...: xfce4-panel 4.18 reads plug-ins only from its own folders, so the
 # panel is started (through panel_prefix) in a mount namespace where those folders are copies
 # holding the built plug-in lumenstat-KIND from DIR (lib/, share/xfce4/panel/plugins/) beside
 # the installed ones. Returns 1 with a message when that cannot be done here.
 use_built_plugin() {
-  local dir=$1 kind=$2 system_lib system_share=/usr/share/xfce4/panel/plugins
+  local dir=$1 kind system_lib system_share=/usr/share/xfce4/panel/plugins
   system_lib=$(dirname "$(ls /usr/lib/*/xfce4/panel/plugins/libsystray.so \
     /usr/lib/xfce4/panel/plugins/libsystray.so 2>/dev/null | head -n1)")
   if [ ! -d "$system_lib" ] || [ ! -f "$system_share/systray.desktop" ]; then
     echo "xfce4-panel's plug-in folders are not found"; return 1
   fi
   mkdir -p "$work/plugin-lib" "$work/plugin-share"
-  cp "$system_lib"/*.so "$dir/lib/liblumenstat-$kind.so" "$work/plugin-lib/" || return 1
-  cp "$system_share"/*.desktop "$dir/share/xfce4/panel/plugins/lumenstat-$kind.desktop" \
-    "$work/plugin-share/" || return 1
+  cp "$system_lib"/*.so "$work/plugin-lib/" || return 1
+  cp "$system_share"/*.desktop "$work/plugin-share/" || return 1
+  for kind in "${@:2}"; do
+    cp "$dir/lib/liblumenstat-$kind.so" "$work/plugin-lib/" || return 1
+    cp "$dir/share/xfce4/panel/plugins/lumenstat-$kind.desktop" "$work/plugin-share/" || return 1
+  done
   local flags=(--mount)
   [ "$(id -u)" -eq 0 ] || flags+=(--map-current-user)
   unshare "${flags[@]}" true 2>/dev/null ||

@@ -177,8 +177,12 @@ class LumenstatFaceButton extends PanelMenu.Button {
         const [x, y] = this.get_transformed_position();
         const [width, height] = this.get_transformed_size();
         const args = [Math.round((x + width / 2) / scale), Math.round((y + height) / scale), 'top'];
-        this._session.call(APP_INTERFACE, 'ShowPanel', new GLib.Variant('(iis)', args), null,
-            () => {}, error => logError(error, 'Lumenstat: ShowPanel'));
+        // The network face opens the app's main panel; the other kinds open their own.
+        const [method, params] = this._item === 'network'
+            ? ['ShowPanel', new GLib.Variant('(iis)', args)]
+            : ['ShowItemPanel', new GLib.Variant('(siis)', [this._item, ...args])];
+        this._session.call(APP_INTERFACE, method, params, null,
+            () => {}, error => logError(error, `Lumenstat: ${method}`));
     }
 
     _onDestroy() {

@@ -57,8 +57,13 @@ void FaceWatch::setRequest(const Request& request) {
 }
 
 void FaceWatch::showPanel(QPoint point, const QString& edge) {
-    bus_.asyncCall(
-        faceCall(QStringLiteral("ShowPanel"), {point.x(), point.y(), edge}, kAppInterface));
+    // The network face opens the app's main panel; the other kinds open their own.
+    if (request_.item == QLatin1String("network"))
+        bus_.asyncCall(
+            faceCall(QStringLiteral("ShowPanel"), {point.x(), point.y(), edge}, kAppInterface));
+    else
+        bus_.asyncCall(faceCall(QStringLiteral("ShowItemPanel"),
+                                {request_.item, point.x(), point.y(), edge}, kAppInterface));
 }
 
 void FaceWatch::showSettings() {

@@ -1,0 +1,14 @@
+# Measuring functions shared by the idle benchmarks (sourced).
+# Run time in ns of every thread of the given processes (the scheduler's exact figure).
+run_ns() {
+  local total=0 p t
+  for p in "$@"; do
+    for t in /proc/"$p"/task/*/schedstat; do
+      [ -r "$t" ] && total=$((total + $(cut -d' ' -f1 "$t")))
+    done
+  done
+  echo "$total"
+}
+rss_mb() { awk '/VmRSS/ {printf "%.1f", $2 / 1024}' /proc/"$1"/status; }
+ratio() { python3 -c "import sys; a, b = int(sys.argv[1]), int(sys.argv[2]); print(f'{a / b:.2f}' if b else 'inf')" "$1" "$2"; }
+ms() { python3 -c "import sys; print(f'{int(sys.argv[1]) / 1e6:.1f}')" "$1"; }
