@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The GNOME Shell extension in the real shell (X11 on Xvfb) with the real app: the network
 # face shows in the top bar at the style's width (wide: 124 px) in the bar's light text colour,
-# follows a style change made with `lumenstat --set`, and a click opens the app's panel
-# hanging under the face. The test helper extension closes the overview and paints a magenta
+# follows a style change made with `lumenstat --set`, a click opens the app's panel hanging
+# under the face, and the face's right-click menu opens the app's settings window. The test helper extension closes the overview and paints a magenta
 # backing behind each face, so the screenshot shows the face's box. Skips (77) with a message
 # when a piece of the host is missing.
 set -uo pipefail
@@ -75,4 +75,18 @@ pw=$(awk '/Width:/ {print $2}' <<<"$geometry")
 echo "panel: x $px, y $py, width $pw; face centre $cx, bar row $bottom"
 [ "$px" -le "$cx" ] && [ $((px + pw)) -ge "$cx" ] || fail "the panel does not hang under the face"
 [ "$py" -ge $((bottom - 2)) ] && [ "$py" -le $((bottom + 16)) ] || fail "the panel's top ($py) is not at the bar's lower edge"
+
+# A right click shows the face's menu; its one entry opens the app's settings window.
+xdotool key Escape
+sleep 0.5
+xdotool mousemove "$cx" $((fy + fh / 2)) click 3
+sleep 0.7
+xdotool mousemove "$cx" $((bottom + 22)) click 1
+settings=""
+for _ in $(seq 40); do
+  settings=$(xdotool search --onlyvisible --name "^Settings$" 2>/dev/null | head -1)
+  [ -n "$settings" ] && break
+  sleep 0.25
+done
+[ -n "$settings" ] || fail "no settings window after the face menu's entry"
 echo "PASS"

@@ -6,13 +6,14 @@
  * per item the app lists, showing the app's pixels 1:1 at the shell's scale and in the bar's
  * own text colour. It never polls: a picture changes only when the app says so (Changed), and
  * while the app is not running nothing is shown. A click asks the app to open its panel under
- * the button.
+ * the button; a right click shows a menu with the app's settings.
  */
 'use strict';
 
 const {Clutter, Cogl, Gio, GLib, GObject, St} = imports.gi;
 const Main = imports.ui.main;
 const PanelMenu = imports.ui.panelMenu;
+const PopupMenu = imports.ui.popupMenu;
 
 const BUS_NAME = 'com.quillfern.Lumenstat';
 const OBJECT_PATH = '/';
@@ -22,6 +23,28 @@ const APP_INTERFACE = 'com.quillfern.Lumenstat';
 // ARGB32 words in this machine's byte order, as the app sends them.
 const PIXEL_FORMAT = new Uint8Array(new Uint32Array([1]).buffer)[0] === 1
     ? Cogl.PixelFormat.BGRA_8888_PRE : Cogl.PixelFormat.ARGB_8888_PRE;
+
+// The menu entry in the app's interface languages, picked like the app picks its own.
+const SETTINGS_LABELS = {
+    de: 'Lumenstat-Einstellungen…',
+    ja: 'Lumenstat の設定…',
+    'zh-Hans': 'Lumenstat 设置…',
+    'zh-Hant': 'Lumenstat 設定…',
+};
+
+function settingsLabel() {
+    for (const name of GLib.get_language_names()) {
+        const lower = name.toLowerCase();
+        if (lower.startsWith('zh'))
+            return /(tw|hk|mo|hant)/.test(lower) ? SETTINGS_LABELS['zh-Hant'] : SETTINGS_LABELS['zh-Hans'];
+        const language = lower.split(/[_.@]/)[0];
+        if (language in SETTINGS_LABELS)
+            return SETTINGS_LABELS[language];
+        if (language === 'en' || language === 'c')
+            break;
+    }
+    return 'Lumenstat Settings…';
+}
 
 function scaleFactor() {
     return St.ThemeContext.get_for_stage(global.stage).scale_factor;
@@ -40,7 +63,7 @@ function isCancelled(error) {
 const FaceButton = GObject.registerClass(
 class LumenstatFaceButton extends PanelMenu.Button {
     _init(item, session) {
-        super._init(0.5, `Lumenstat ${item}`, true);
+        super._init(0.5, `Lumenstat ${item}`, false);
         this._item = item;
         this._session = session;
         this._watchId = 0;
@@ -59,6 +82,10 @@ class LumenstatFaceButton extends PanelMenu.Button {
             child: this._image,
         });
         this.add_child(this._face);
+        const settings = new PopupMenu.PopupMenuItem(settingsLabel());
+        settings.connect('activate', () => this._session.call(APP_INTERFACE, 'ShowSettings',
+            null, null, () => {}, error => logError(error, 'Lumenstat: ShowSettings')));
+        this.menu.addMenuItem(settings);
         // Empty until the first picture arrives.
         this._face.hide();
 
@@ -164,7 +191,12 @@ class LumenstatFaceButton extends PanelMenu.Button {
 
     vfunc_event(event) {
         const type = event.type();
+        if (type === Clutter.EventType.BUTTON_PRESS && event.get_button() === Clutter.BUTTON_SECONDARY) {
+            this.menu.toggle();
+            return Clutter.EVENT_STOP;
+        }
         if (type === Clutter.EventType.BUTTON_PRESS || type === Clutter.EventType.TOUCH_BEGIN) {
+            this.menu.close();
             this._showPanel();
             return Clutter.EVENT_STOP;
         }
