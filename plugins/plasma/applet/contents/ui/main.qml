@@ -32,8 +32,18 @@ Item {
         if (Plasmoid.compactRepresentationItem)
             Plasmoid.compactRepresentationItem.showSettings();
     }
-    Component.onCompleted: Plasmoid.setAction("lumenstatSettings",
-        i18nd("plasma_applet_com.quillfern.lumenstat", "Lumenstat Settings…"), "configure")
+    // In the app's interface languages, picked from the desktop's locale as the app does.
+    function settingsLabel() {
+        const name = Qt.locale().name.toLowerCase();
+        if (name.startsWith("zh"))
+            return /(tw|hk|mo|hant)/.test(name) ? "Lumenstat 設定…" : "Lumenstat 设置…";
+        if (name.startsWith("de"))
+            return "Lumenstat-Einstellungen…";
+        if (name.startsWith("ja"))
+            return "Lumenstat の設定…";
+        return "Lumenstat Settings…";
+    }
+    Component.onCompleted: Plasmoid.setAction("lumenstatSettings", settingsLabel(), "configure")
 
     Plasmoid.preferredRepresentation: Plasmoid.compactRepresentation
     Plasmoid.backgroundHints: PlasmaCore.Types.NoBackground
