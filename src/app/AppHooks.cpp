@@ -117,7 +117,7 @@ AppDelegateHooks makeAppDelegateHooks(AppRole role) {
             if (!item.showPopoverHandler) {
                 QObject::connect(HomePanel::shared().windowController(),
                                  &MenuPopoverWindowController::didClose, qApp,
-                                 [] { scheduleMemoryTrim(); });
+                                 [] { scheduleMemoryTrim(AppRole::Tray); });
                 item.showPopoverHandler = [](QPoint point) { HomePanel::shared().toggleAt(point); };
                 item.storeSparklinesHandler = [] { HomePanel::shared().storeFrequencies(); };
                 item.statusItem()->setMenuActions({
@@ -284,20 +284,29 @@ void connectFaces(AppRole role, FaceService* faces) {
     ItemPanels::connectFaces(faces);
 }
 
-void scheduleMemoryTrim() {
-    // One trim for any number of requests within the delay: the panel may open and close
-    // several times in a row.
+void scheduleMemoryTrim(AppRole role) {
+    // The headless instance is small and has nothing that loads late; the trim itself
+    // (reading the process's memory map, a few ms) is not worth it there.
+    if (role != AppRole::Tray)
+        return;
+    // Twice in a process's life: once start-up has settled, and after the panel closed for
+    // the first time (its first showing loads and links the most). Later panels reuse what
+    // is resident, so trimming again would cost more than it gives back.
+    static int trims = 0;
     static QTimer* timer = nullptr;
+    if (trims >= 2)
+        return;
     if (!timer) {
         timer = new QTimer(qApp);
         timer->setSingleShot(true);
-        timer->setInterval(5000);
         QObject::connect(timer, &QTimer::timeout, [] {
+            ++trims;
             LoaderPages::release();
             ::malloc_trim(0);
         });
     }
-    timer->start();
+    // Start-up is done after the first tick; a panel that closes is usually reopened soon.
+    timer->start(trims == 0 ? 1500 : 1000);
 }
 
 void addAppUsageHooks(AppDelegateHooks& hooks) {

@@ -42,10 +42,10 @@ void connectFaces(AppRole role, FaceService* faces);
 // a null delegate disconnects them again before the delegate goes away.
 void connectWindows(AppRole role, AppDelegate* delegate);
 
-// Hands memory the process no longer uses back to the system: the pages the loader read at
-// start-up and free heap. Runs once start-up has settled and again after the panel closed
-// (which builds and loads the most).
-void scheduleMemoryTrim();
+// Hands memory the tray app no longer uses back to the system: the pages the loader read at
+// start-up and free heap. Runs once start-up has settled and again after the panel first
+// closed (which builds and loads the most).
+void scheduleMemoryTrim(AppRole role);
 
 // Per-app usage for the instance that tracks applications (the tray app, and the headless
 // instance that owns the bus name; never the monitor): fills the delegate's tracking hooks.

@@ -114,7 +114,7 @@ int runInstance(AppRole role, std::optional<MonitorOptions> printing, AppService
     if (service)
         monitor.addActivityObserver(service);
 
-    scheduleMemoryTrim();
+    scheduleMemoryTrim(role);
 
     const int rc = app->exec();
     stopSampling(monitor);
