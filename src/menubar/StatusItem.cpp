@@ -272,12 +272,20 @@ void StatusItem::setActivity(const ActivityObject& activity) {
         label_ = NetMenuBox::noNetworkText();
         toolTip_ = label_;
     } else {
-        label_ = fixedWidthLabel(activity.paceActivities.up, activity.paceActivities.down);
-        toolTip_ = speedPair(activity);
+        // Both texts depend on the two paces only, which at idle stay the same tick after tick.
+        const std::pair paces(activity.paceActivities.up, activity.paceActivities.down);
+        if (textPaces_ != paces || label_.isEmpty()) {
+            label_ = fixedWidthLabel(paces.first, paces.second);
+            toolTip_ = speedPair(activity);
+            textPaces_ = paces;
+        }
+        return;
     }
+    textPaces_.reset();
 }
 
 void StatusItem::setText(const QString& label, const QString& toolTip) {
+    textPaces_.reset();
     label_ = label;
     toolTip_ = toolTip;
 }

@@ -153,6 +153,7 @@ private:
     QString title_;
     QString label_;
     QString toolTip_;
+    std::optional<std::pair<uint64_t, uint64_t>> textPaces_; // the paces label_ was made from
     QPoint lastActivate_;
     bool refreshPending_ = false;
     int iconUpdates_ = 0;
