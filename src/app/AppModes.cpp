@@ -10,6 +10,7 @@
 #include "platform/linux/LogindSleepWatcher.h"
 #include "platform/linux/UnixSignalWatcher.h"
 #include "settings/SettingKeyTable.h"
+#include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
 
 #include <QApplication>
@@ -247,13 +248,17 @@ int runApp(int& argc, char** argv, bool showPanel, bool showSettings) {
                 show();
         });
     }
-    QTimer::singleShot(0, app.get(), [showSettings] {
+    // The welcome belongs to a profile's very first start, the one that writes the first-run
+    // defaults; a profile from an earlier version does not get it on an update.
+    const bool firstStart = !SettingsDomain::standard().boolValue(SettingsKey::DidInitSettings);
+    QTimer::singleShot(0, app.get(), [showSettings, firstStart] {
         if (showSettings) {
             if (auto show = makeShowSettingsHook(AppRole::Tray))
                 show();
         }
-        // On a profile's first start; it stays out of the way of a window asked for.
-        showFirstRunWelcome(AppRole::Tray);
+        // It stays out of the way of a window asked for.
+        if (firstStart)
+            showFirstRunWelcome(AppRole::Tray);
     });
     return runInstance(AppRole::Tray, std::nullopt, registered ? &service : nullptr, true);
 }
