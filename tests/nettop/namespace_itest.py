@@ -40,7 +40,7 @@ print("ready", flush=True); sys.stdin.read()
 # NAME HOST PORT CONNECTIONS OUT: names itself, then per connection sends OUT bytes and reads
 # the answer to its end; prints the bytes received. HOST "loop" moves OUT bytes over loopback.
 MOVER = r"""
-import ctypes, socket, sys, threading
+import ctypes, socket, sys, threading, time
 name, host, port, count, out = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4]), int(sys.argv[5])
 ctypes.CDLL(None).prctl(15, name.encode(), 0, 0, 0)
 buf, got = bytearray(1 << 20), 0
@@ -51,7 +51,12 @@ if host == "loop":
     while (n := a.recv_into(buf)): got += n
 else:
     for _ in range(count):
-        c = socket.create_connection((host, port)); c.sendall(bytes(out)); c.shutdown(socket.SHUT_WR)
+        c = socket.create_connection((host, port)); c.sendall(bytes(out))
+        # Each connection stays open a few ms, as a request waiting for its answer does: the
+        # tool finds a socket's process through its open descriptor while the connection is
+        # up. (Once closed, a socket no sample saw is attributed through its server, if at all.)
+        time.sleep(0.005)
+        c.shutdown(socket.SHUT_WR)
         while (n := c.recv_into(buf)): got += n
         c.close()
 print(got)
