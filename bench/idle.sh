@@ -21,21 +21,11 @@ for f in "$app" "$floor"; do
   [ -x "$f" ] || { echo "idle: $f is not built" >&2; exit 1; }
 done
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
+. "$(dirname "$0")/idle_lib.sh"
 export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
 export XDG_CACHE_HOME="$work/cache" HOME="$work/home"
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME" "$HOME"
 chmod 700 "$XDG_RUNTIME_DIR"
-
-. "$(dirname "$0")/idle_lib.sh"
 
 # --- 1. headless monitor ------------------------------------------------------------------
 echo "== headless monitor beside the floor, ${WINDOW} s after start-up"

@@ -1,4 +1,16 @@
-# Measuring functions shared by the idle benchmarks (sourced).
+# Set-up and measuring functions shared by the idle benchmarks (sourced).
+
+# A private working folder, removed at exit with every process listed in pids.
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+  sleep 0.3
+  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
 # Run time in ns of every thread of the given processes (the scheduler's exact figure).
 run_ns() {
   local total=0 p t

@@ -23,15 +23,6 @@ for tool in Xvfb xfce4-panel xfconf-query dbus-daemon; do
 done
 . "$here/idle_lib.sh"
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
-  for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
 export HOME="$work/home"
 mkdir -p "$HOME"
 . "$here/../tests/menubar/xfce_panel_session.sh"
