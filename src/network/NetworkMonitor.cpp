@@ -297,23 +297,41 @@ QString NetworkMonitor::fullTimeText(unsigned long n) {
 QString NetworkMonitor::timeTextForElapsed(double elapsed) {
     if (!(elapsed > 0))
         elapsed = 0;
-    const auto s = static_cast<unsigned long>(elapsed);
-    // "%02lu" is fullTimeText: two digits at least, all of them above 99.
-    char buf[96];
-    int n;
-    if (elapsed < 60)
-        n = std::snprintf(buf, sizeof buf, "00:%02lu", s);
-    else if (elapsed < 3600)
-        n = std::snprintf(buf, sizeof buf, "%02lu:%02lu", static_cast<unsigned long>(elapsed / 60),
-                          s % 60);
-    else if (elapsed < 86400)
-        n = std::snprintf(buf, sizeof buf, "%02lu:%02lu:%02lu",
-                          static_cast<unsigned long>(elapsed / 3600), (s % 3600) / 60, s % 60);
-    else
-        n = std::snprintf(buf, sizeof buf, "%02lu.%02lu:%02lu:%02lu",
-                          static_cast<unsigned long>(elapsed / 86400), (s % 86400) / 3600,
-                          (s % 3600) / 60, s % 60);
-    return QString::fromLatin1(buf, std::clamp(n, 0, static_cast<int>(sizeof buf) - 1));
+    // Whole seconds, saturated far beyond any session (the day field then still fits).
+    const auto s = elapsed < 1e15 ? static_cast<unsigned long>(elapsed) : 999'999'999'999'999ul;
+    // Fields of two digits at least, more where the number needs them (days above 99): the
+    // text of "%02lu", built by hand because this runs on every tick.
+    char buf[40];
+    char* end = buf + sizeof buf;
+    char* p = end;
+    auto put = [&p](unsigned long v, char separator) {
+        const char* const fieldEnd = p;
+        do {
+            *--p = static_cast<char>('0' + v % 10);
+            v /= 10;
+        } while (v > 0);
+        if (fieldEnd - p < 2)
+            *--p = '0';
+        if (separator)
+            *--p = separator;
+    };
+    if (s < 60) {
+        put(s, ':');
+        put(0, 0);
+    } else if (s < 3600) {
+        put(s % 60, ':');
+        put(s / 60, 0);
+    } else if (s < 86400) {
+        put(s % 60, ':');
+        put(s % 3600 / 60, ':');
+        put(s / 3600, 0);
+    } else {
+        put(s % 60, ':');
+        put(s % 3600 / 60, ':');
+        put(s % 86400 / 3600, '.');
+        put(s / 86400, 0);
+    }
+    return QString::fromLatin1(p, static_cast<qsizetype>(end - p));
 }
 
 QString NetworkMonitor::timeText() const {

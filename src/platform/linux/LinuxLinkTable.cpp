@@ -2,6 +2,9 @@
 
 #include "PlatformPaths.h"
 
+#include <QAbstractEventDispatcher>
+#include <QSocketNotifier>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -26,34 +29,40 @@ long monotonicSeconds() {
     return ts.tv_sec;
 }
 
-long monotonicMilliseconds() {
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &ts);
-    return ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
-}
-
-// A tick asks for the counters and the route: one look at the event socket serves both.
-constexpr long kEventCheckMs = 250;
-
-int openRouteSocket(unsigned groups) {
-    const int flags = SOCK_RAW | SOCK_CLOEXEC | (groups ? SOCK_NONBLOCK : 0);
-    const int fd = ::socket(AF_NETLINK, flags, NETLINK_ROUTE);
+// The one route socket: requests go out on it and their answers come back on it, and it is
+// subscribed to link, address and route changes, whose announcements queue up between the
+// answers. A tick's counter request therefore also tells whether anything changed, without a
+// look of its own at the socket.
+int openRouteSocket() {
+    const int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
     if (fd < 0)
         return -1;
     sockaddr_nl local{};
     local.nl_family = AF_NETLINK;
-    local.nl_groups = groups;
+    local.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE |
+                      RTMGRP_IPV6_ROUTE;
     if (::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
-        ::close(fd);
-        return -1;
+        // Without the subscription the table is re-read on every tick instead.
+        local.nl_groups = 0;
+        if (::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
+            ::close(fd);
+            return -1;
+        }
     }
-    if (!groups) {
-        // The kernel answers while the request is sent; the limit only guards against a
-        // kernel that never does.
-        timeval limit{1, 0};
-        ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    }
+    // The kernel answers while the request is sent; the limit only guards against a kernel
+    // that never does.
+    timeval limit{1, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     return fd;
+}
+
+// The socket's own address: its port id (the kernel's answers carry it) and its groups.
+sockaddr_nl localAddress(int fd) {
+    sockaddr_nl local{};
+    socklen_t length = sizeof local;
+    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) != 0)
+        local = sockaddr_nl{};
+    return local;
 }
 
 template <typename T> T attributeValue(const rtattr* a) {
@@ -87,10 +96,46 @@ void appendRequest(std::vector<char>& buf, uint16_t type, uint16_t flags, uint32
 LinuxLinkTable::LinuxLinkTable() : buffer_(kBufferSize) {}
 
 LinuxLinkTable::~LinuxLinkTable() {
-    if (requestSocket_ >= 0)
-        ::close(requestSocket_);
-    if (eventSocket_ >= 0)
-        ::close(eventSocket_);
+    closeSocket();
+}
+
+void LinuxLinkTable::closeSocket() {
+    notifier_.reset();
+    if (socket_ >= 0)
+        ::close(socket_);
+    socket_ = -1;
+}
+
+// Where an event loop runs, an announcement wakes it and marks the table stale before the
+// next tick, even a tick that asks the kernel nothing (no route, no counted link). Elsewhere
+// the announcements wait for the next request's answers.
+void LinuxLinkTable::watch() {
+    if (!subscribed_ || !QAbstractEventDispatcher::instance())
+        return;
+    notifier_ = std::make_unique<QSocketNotifier>(socket_, QSocketNotifier::Read);
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
+                     [this] { drainAnnouncements(); });
+}
+
+// Reads what waits on the socket between two requests: announcements, or answers that came
+// too late to matter.
+void LinuxLinkTable::drainAnnouncements() {
+    for (;;) {
+        const ssize_t got = ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0 && errno == ENOBUFS) {
+            changed_ = true;
+            continue;
+        }
+        if (got <= 0)
+            return;
+        int remaining = static_cast<int>(got);
+        for (auto* nh = reinterpret_cast<const nlmsghdr*>(buffer_.data()); NLMSG_OK(nh, remaining);
+             nh = NLMSG_NEXT(nh, remaining))
+            if (nh->nlmsg_pid != port_)
+                changed_ = true;
+    }
 }
 
 bool LinuxLinkTable::parseLink(const nlmsghdr* nh, LinkEntry& out) {
@@ -150,32 +195,53 @@ bool LinuxLinkTable::parseStats(const nlmsghdr* nh, int& index, uint64_t& rx, ui
 // Sends the requests in one go and hands each reply message to `each` until `answers`
 // requests are answered (a dump is answered by its end mark, a single request by its reply
 // or an error). False when the kernel could not be asked or reported an error.
+// Sends the requests in one go and hands each reply message to `each` until `answers`
+// requests are answered (a dump is answered by its end mark, a single request by its reply
+// or an error). Change announcements met on the way mark the table stale. False when the
+// kernel could not be asked or reported an error.
 template <typename F>
 bool LinuxLinkTable::exchange(const void* request, size_t length, int answers, F&& each) {
-    if (requestSocket_ < 0)
-        requestSocket_ = openRouteSocket(0);
-    if (requestSocket_ < 0)
-        return false;
+    if (socket_ < 0) {
+        socket_ = openRouteSocket();
+        if (socket_ < 0)
+            return false;
+        const sockaddr_nl local = localAddress(socket_);
+        port_ = local.nl_pid;
+        subscribed_ = local.nl_groups != 0 && port_ != 0;
+        // Whatever changed while no socket listened is unknown: read the table again.
+        if (valid_)
+            changed_ = true;
+        watch();
+    }
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
-    if (::sendto(requestSocket_, request, length, 0, reinterpret_cast<sockaddr*>(&kernel),
-                 sizeof kernel) < 0)
+    if (::sendto(socket_, request, length, 0, reinterpret_cast<sockaddr*>(&kernel), sizeof kernel) <
+        0)
         return false;
     bool ok = true;
     while (answers > 0) {
-        const ssize_t got = ::recv(requestSocket_, buffer_.data(), buffer_.size(), 0);
+        const ssize_t got = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
         if (got < 0 && errno == EINTR)
             continue;
+        if (got < 0 && errno == ENOBUFS) {
+            changed_ = true; // announcements were dropped: re-read to be safe
+            continue;
+        }
         if (got <= 0) {
             // Nothing more will come: drop this socket so late replies cannot mix with the
             // next request's.
-            ::close(requestSocket_);
-            requestSocket_ = -1;
+            closeSocket();
             return false;
         }
         int remaining = static_cast<int>(got);
         for (auto* nh = reinterpret_cast<const nlmsghdr*>(buffer_.data()); NLMSG_OK(nh, remaining);
              nh = NLMSG_NEXT(nh, remaining)) {
+            if (nh->nlmsg_pid != port_) {
+                // An announcement (it carries the port of whoever made the change, or none),
+                // not an answer to this socket.
+                changed_ = true;
+                continue;
+            }
             if (nh->nlmsg_seq != sequence_)
                 continue; // a stale answer to an earlier request
             if (nh->nlmsg_type == NLMSG_ERROR) {
@@ -316,6 +382,9 @@ bool LinuxLinkTable::readRoute() {
 }
 
 bool LinuxLinkTable::refresh() {
+    // Announcements met from here on concern what the dumps below may already show; the
+    // dumps of the next refresh settle them in any case.
+    changed_ = false;
     const bool linksOk = readLinks();
     readAddresses();
     if (linksOk)
@@ -327,37 +396,8 @@ bool LinuxLinkTable::refresh() {
     return valid_;
 }
 
-bool LinuxLinkTable::changesPending() {
-    if (!subscribed_) {
-        subscribed_ = true;
-        eventSocket_ = openRouteSocket(RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR |
-                                       RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
-        return true;
-    }
-    if (eventSocket_ < 0)
-        return true; // no subscription: read every time
-    const long now = monotonicMilliseconds();
-    if (now - lastEventCheckMs_ < kEventCheckMs)
-        return false; // looked a moment ago; anything newer waits in the socket
-    lastEventCheckMs_ = now;
-    bool pending = false;
-    for (;;) {
-        const ssize_t n = ::recv(eventSocket_, buffer_.data(), buffer_.size(), 0);
-        if (n > 0) {
-            pending = true;
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 && errno == ENOBUFS)
-            pending = true; // events were dropped: re-read to be safe
-        break;
-    }
-    return pending;
-}
-
 void LinuxLinkTable::refreshIfChanged() {
-    if (changesPending() || !valid_ || monotonicSeconds() - refreshedAt_ >= kRefreshSeconds)
+    if (changed_ || !subscribed_ || !valid_ || monotonicSeconds() - refreshedAt_ >= kRefreshSeconds)
         refresh();
 }
 
@@ -401,10 +441,11 @@ bool LinuxLinkTable::readCounters(std::vector<LinkEntry>& out) {
     refreshIfChanged();
     if (!valid_)
         return false;
-    if (readCountedStats(out))
+    if (readCountedStats(out) && !changed_)
         return true;
-    // A counted link went away (or the kernel lacks per-link statistics requests): the
-    // link dump carries the counters of every link too.
+    // A counted link went away (or the kernel lacks per-link statistics requests), or the
+    // kernel announced a change with the answer: the link dump carries the counters of every
+    // link too, read under the new table.
     if (!refresh())
         return false;
     out = counted_;

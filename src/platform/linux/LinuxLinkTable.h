@@ -2,20 +2,22 @@
 
 #include "platform/NetworkSources.h"
 
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
 struct nlmsghdr;
+class QSocketNotifier;
 
 // Links, the default route and the IPv4 address list from the kernel over rtnetlink: the
 // sampler's counters and the route's connection kind from one table, so both follow the
 // same counting rule (classifyLink).
 //
 // Names, kinds, carrier, the default route and the addresses change rarely: they are cached
-// and re-read when the kernel announces a link, address or route change on a subscribed
-// socket, and once a minute regardless. A tick then costs one non-blocking receive on that
-// socket plus one round trip asking for the 64-bit counters of the counted links only, so
-// hundreds of other links (containers, bridges, tunnels) add nothing to it.
+// and re-read when the kernel announces a link, address or route change, and once a minute
+// regardless. The announcements arrive on the socket the requests use, so a tick costs one
+// round trip asking for the 64-bit counters of the counted links only, and hundreds of other
+// links (containers, bridges, tunnels) add nothing to it.
 class LinuxLinkTable : public LinkSource, public RouteSource {
 public:
     LinuxLinkTable();
@@ -38,7 +40,9 @@ public:
 
 private:
     void refreshIfChanged();
-    bool changesPending();
+    void closeSocket();
+    void watch();
+    void drainAnnouncements();
     bool refresh();
     bool readLinks();
     bool readAddresses();
@@ -46,12 +50,12 @@ private:
     bool readCountedStats(std::vector<LinkEntry>& out);
     template <typename F> bool exchange(const void* request, size_t length, int answers, F&& each);
 
-    int requestSocket_ = -1;
-    int eventSocket_ = -1; // subscribed to link, address and route changes
-    bool subscribed_ = false;
+    int socket_ = -1;
+    uint32_t port_ = 0;       // the socket's port id, which the kernel's answers carry
+    bool subscribed_ = false; // the socket hears link, address and route changes
+    bool changed_ = true;     // a change was announced since the last refresh
     bool valid_ = false;
-    long refreshedAt_ = 0;               // monotonic seconds
-    long lastEventCheckMs_ = -1'000'000; // the last look at the event socket
+    long refreshedAt_ = 0; // monotonic seconds
     uint32_t sequence_ = 0;
     std::vector<LinkEntry> links_;
     std::vector<LinkEntry> counted_; // the counted links of links_, counters filled per tick
@@ -60,4 +64,5 @@ private:
     std::optional<uint32_t> flags_;
     std::vector<char> buffer_;
     std::vector<char> request_;
+    std::unique_ptr<QSocketNotifier> notifier_;
 };
