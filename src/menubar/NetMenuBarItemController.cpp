@@ -24,6 +24,8 @@ void MenuBarItemContainer::setContentView(std::unique_ptr<NetMenuBox> view) {
 void MenuBarItemContainer::networkActivityDidUpdate(const ActivityRecord& record) {
     if (!contentView_ || !record)
         return;
+    if (willUpdate)
+        willUpdate();
     contentView_->update(*record);
     if (didUpdate)
         didUpdate(*record);
@@ -43,6 +45,8 @@ NetMenuBarItemController::NetMenuBarItemController(const QDBusConnection& bus,
     statusItem_ = new StatusItem(bus, 48, this);
     itemContainer_ = new MenuBarItemContainer(monitor, this);
     itemContainer_->setFrame(QRectF(0, 0, 48, kMenuBarHeight));
+    // The view asks to be redrawn while it takes a record; the refresh right after serves it.
+    itemContainer_->willUpdate = [this] { statusItem_->deferRefreshes(); };
     itemContainer_->didUpdate = [this](const ActivityObject& activity) {
         statusItem_->setActivity(activity);
         statusItem_->refresh();

@@ -31,7 +31,8 @@ public:
     void setFrame(const QRectF& frame) { frame_ = frame; }
 
     void networkActivityDidUpdate(const ActivityRecord& record) override;
-    // Called after the view took each record (the status item re-renders then).
+    // Called before and after the view takes each record (the status item re-renders then).
+    std::function<void()> willUpdate;
     std::function<void(const ActivityObject&)> didUpdate;
 
 private:

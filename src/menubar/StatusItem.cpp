@@ -305,6 +305,8 @@ void StatusItem::scheduleRefresh() {
     if (refreshPending_)
         return;
     refreshPending_ = true;
+    if (deferring_)
+        return;
     QTimer::singleShot(0, this, [this] {
         if (refreshPending_)
             refresh();
@@ -332,6 +334,7 @@ const QImage& StatusItem::cachedSquareIcon(int pixels, const QColor& colour) {
 
 void StatusItem::refresh() {
     refreshPending_ = false;
+    deferring_ = false;
     const qreal dpr = devicePixelRatio();
     QImage next;
     if (rendering_ == Rendering::Wide && view_) {

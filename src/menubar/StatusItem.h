@@ -88,6 +88,10 @@ public:
     QString faceKey() const override;
     // Coalesces refreshes asked for during one pass of the event loop.
     void scheduleRefresh();
+    // The caller refreshes the item itself right after what it does next (a record handed to
+    // the view): redraws asked for until then wait for that refresh instead of a pass of the
+    // event loop of their own.
+    void deferRefreshes() { deferring_ = true; }
 
     // Pixel ratio of the rendering (the primary screen's unless overridden).
     qreal devicePixelRatio() const;
@@ -156,6 +160,7 @@ private:
     std::optional<std::pair<uint64_t, uint64_t>> textPaces_; // the paces label_ was made from
     QPoint lastActivate_;
     bool refreshPending_ = false;
+    bool deferring_ = false;
     int iconUpdates_ = 0;
     std::optional<qreal> dprOverride_;
 };
