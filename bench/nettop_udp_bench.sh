@@ -81,7 +81,7 @@ ip netns exec $A "$NETHOGS" -t -C -d 1 eth0 >"$work/nethogs.out" 2>/dev/null &
 hogs_pid=$!
 # Nanoseconds on a CPU, all threads (scheduler statistics: finer than clock ticks).
 cpu() { cat /proc/"$1"/task/*/schedstat | awk '{ns += $1} END {printf "%d", ns}'; }
-packets() { ip netns exec $A cat /sys/class/net/eth0/statistics/{rx,tx}_packets | paste -sd+ | bc; }
+packets() { ip netns exec $A cat /sys/class/net/eth0/statistics/{rx,tx}_packets | awk '{n += $1} END {print n}'; }
 wakeups() { awk '/^(voluntary|nonvoluntary)_ctxt_switches/ {n += $2} END {print n}' /proc/"$1"/status; }
 sleep 2 # the watchers past their start-up
 ps0=$(packets) l0=$(wc -l <"$work/tool.out")

@@ -179,9 +179,12 @@ def udp_capture(tool):
     capable = os.path.join(workdir, "lumenstat-nettop")
     shutil.copy(tool, capable)
     prefix = []
-    if subprocess.run(["setcap", "cap_net_raw+ep", capable], capture_output=True).returncode:
-        # No file capabilities on this file system: the same grant through the ambient set.
-        prefix = ["setpriv", "--inh-caps=+net_raw", "--ambient-caps=+net_raw"]
+    setcap = shutil.which("setcap") or "/usr/sbin/setcap"
+    if not os.access(setcap, os.X_OK) or subprocess.run(
+            [setcap, "cap_net_raw+ep", capable], capture_output=True).returncode:
+        # No file capabilities here: the same grant through the ambient set (options of the
+        # setpriv that Tool runs the tool through as the ordinary user).
+        prefix = ["--inh-caps=+net_raw", "--ambient-caps=+net_raw"]
     watcher = Tool(capable, 0.5, prefix)
     try:
         assert watcher.wait_samples(1), "no first sample with capture"
