@@ -166,12 +166,11 @@ void PacketCapture::drain(const Sink& sink) {
     }
 }
 
-uint64_t PacketCapture::drops() {
-    tpacket_stats_v3 stats{};
-    socklen_t size = sizeof(stats);
-    if (fd_ >= 0 && ::getsockopt(fd_, SOL_PACKET, PACKET_STATISTICS, &stats, &size) == 0)
-        drops_ += stats.tp_drops; // the kernel starts again from zero after each read
-    return drops_;
+void PacketCapture::clearError() {
+    int error = 0;
+    socklen_t size = sizeof(error);
+    if (fd_ >= 0)
+        ::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size);
 }
 
 } // namespace nettop

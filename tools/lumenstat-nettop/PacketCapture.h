@@ -32,10 +32,10 @@ public:
     // Every packet of the blocks handed over so far. Packets of interfaces enslaved to
     // another (bridge ports, bonded links) are left out: the upper interface shows them too.
     void drain(const Sink& sink);
+    // Reads (and so clears) a pending socket error, which would otherwise keep poll waking.
+    void clearError();
     // Interfaces may have joined or left a bridge or bond meanwhile.
     void forgetInterfaces() { enslaved_.clear(); }
-    // Packets the kernel could not put in the ring because it was full, so far.
-    uint64_t drops();
 
 private:
     bool enslaved(int ifindex);
@@ -47,7 +47,6 @@ private:
     size_t blockSize_ = 0;
     unsigned blockCount_ = 0;
     unsigned current_ = 0;
-    uint64_t drops_ = 0;
     std::string sysfsRoot_;
     std::unordered_map<int, bool> enslaved_;
 };

@@ -108,9 +108,11 @@ public:
     int captureFd() const { return capture_ ? capture_->fd() : -1; }
 
     // The datagrams the kernel has handed over; a dump when some came from sockets not seen.
-    void drainCapture() {
+    void drainCapture(short events = POLLIN) {
         if (!capture_)
             return;
+        if (events & POLLERR)
+            capture_->clearError();
         capture_->drain([this](const uint8_t* data, size_t captured, bool outgoing) {
             if (auto d = parseUdpDatagram(data, captured))
                 udp_.datagram(*d, outgoing);
@@ -268,7 +270,7 @@ int run(const Options& options) {
         if (fds[0].revents)
             return 0;
         if (fds[1].revents)
-            tool.drainCapture();
+            tool.drainCapture(fds[1].revents);
         if (fds[2].revents) {
             tool.drainDestroyed();
             if (tool.wantsLearningDump())
