@@ -34,3 +34,9 @@ if [ "$(id -u)" = 0 ]; then
 else
   echo "== lumenstat-nettop against nethogs -t: skipped (needs root)"
 fi
+
+# Its UDP capture under a flood of about 100,000 packets a second, beside nethogs -t -C.
+if [ "$(id -u)" = 0 ]; then
+  echo "== lumenstat-nettop UDP capture against nethogs -t -C"
+  bash "$(dirname "$0")/nettop_udp_bench.sh" "$BUILD" || true
+fi

@@ -10,7 +10,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   dbus dbus-x11 python3 python3-dbus python3-dbusmock python3-gi
   xvfb xauth iproute2 procps time util-linux
-  nethogs
+  nethogs libcap2-bin
   fonts-dejavu-core locales
   desktop-file-utils appstream dpkg-dev file
 )

@@ -48,7 +48,7 @@ ParsedOptions failure(std::string message) {
 
 const char* usage() {
     return "usage: lumenstat-nettop [-d] [-P] [-x] [-c] [-J bytes_in,bytes_out] [-L samples] "
-           "[-s seconds] [-t external|all]\n";
+           "[-s seconds] [-t external|all] [-u auto|off]\n";
 }
 
 ParsedOptions parseOptions(const std::vector<std::string>& args) {
@@ -65,7 +65,7 @@ ParsedOptions parseOptions(const std::vector<std::string>& args) {
             o.help = true;
             continue;
         }
-        if (arg != "-J" && arg != "-L" && arg != "-s" && arg != "-t")
+        if (arg != "-J" && arg != "-L" && arg != "-s" && arg != "-t" && arg != "-u")
             return failure("unknown option '" + arg + "'");
         if (i + 1 == args.size())
             return failure("option " + arg + " needs a value");
@@ -85,6 +85,10 @@ ParsedOptions parseOptions(const std::vector<std::string>& args) {
             if (!seconds || !(*seconds > 0) || *seconds > 86400)
                 return failure("-s takes an interval in seconds, not '" + value + "'");
             o.interval = *seconds;
+        } else if (arg == "-u") {
+            if (value != "auto" && value != "off")
+                return failure("-u takes auto or off, not '" + value + "'");
+            o.captureUdp = value == "auto";
         } else {
             if (value != "external" && value != "all")
                 return failure("-t takes external or all, not '" + value + "'");

@@ -15,12 +15,14 @@ enum class Column { BytesIn, BytesOut };
 //   -L N          N samples, 0 for no limit (the default)
 //   -s SECONDS    the interval, 1 by default; fractions allowed
 //   -t TYPE       "external" leaves out loopback and link-local peers; "all" counts them
+//   -u MODE       UDP: "auto" captures it where the tool may (CAP_NET_RAW), "off" never
 struct Options {
     bool deltas = false;
     std::vector<Column> columns{Column::BytesIn, Column::BytesOut};
     long samples = 0;
     double interval = 1.0;
     bool externalOnly = false;
+    bool captureUdp = true;
     bool help = false;
 };
 

@@ -54,6 +54,8 @@ bool parse(const nlmsghdr* h, SocketRecord& r) {
                                                        NLMSG_ALIGN(sizeof(inet_diag_msg)));
     int left = static_cast<int>(h->nlmsg_len - NLMSG_LENGTH(sizeof(inet_diag_msg)));
     for (; RTA_OK(attr, left); attr = RTA_NEXT(attr, left)) {
+        if (attr->rta_type == INET_DIAG_SKV6ONLY && RTA_PAYLOAD(attr) >= 1)
+            r.v6Only = *static_cast<const uint8_t*>(RTA_DATA(attr)) != 0;
         if (attr->rta_type != INET_DIAG_INFO)
             continue;
         tcp_info info{};
@@ -101,10 +103,14 @@ bool SockDiag::dump(const Sink& sink) {
             return result == Result::Done;
         dualStackRefused_ = true;
     }
-    return dumpFamily(AF_INET, sink) && dumpFamily(AF_INET6, sink);
+    return dumpFamily(AF_INET, IPPROTO_TCP, sink) && dumpFamily(AF_INET6, IPPROTO_TCP, sink);
 }
 
-bool SockDiag::dumpFamily(int family, const Sink& sink) {
+bool SockDiag::dumpUdp(const Sink& sink) {
+    return dumpFamily(AF_INET, IPPROTO_UDP, sink) && dumpFamily(AF_INET6, IPPROTO_UDP, sink);
+}
+
+bool SockDiag::dumpFamily(int family, int protocol, const Sink& sink) {
     struct {
         nlmsghdr header;
         inet_diag_req_v2 request;
@@ -114,9 +120,14 @@ bool SockDiag::dumpFamily(int family, const Sink& sink) {
     message.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     message.header.nlmsg_seq = ++seq_;
     message.request.sdiag_family = static_cast<uint8_t>(family);
-    message.request.sdiag_protocol = IPPROTO_TCP;
-    message.request.idiag_ext = 1u << (INET_DIAG_INFO - 1);
-    message.request.idiag_states = kDumpStates;
+    message.request.sdiag_protocol = static_cast<uint8_t>(protocol);
+    if (protocol == IPPROTO_TCP) {
+        message.request.idiag_ext = 1u << (INET_DIAG_INFO - 1);
+        message.request.idiag_states = kDumpStates;
+    } else {
+        message.request.idiag_states =
+            ~0u; // unconnected sockets are TCP_CLOSE, connected ones ESTABLISHED
+    }
     return request(&message, sizeof(message), sink) == Result::Done;
 }
 

@@ -23,6 +23,10 @@ public:
     // False when the kernel refused the dump.
     bool dump(const Sink& sink);
 
+    // Every IPv4 and IPv6 UDP socket (no byte counters: the kernel keeps none per socket).
+    // False when the kernel refused the dump.
+    bool dumpUdp(const Sink& sink);
+
     // Joins the TCP destroy groups; false when the kernel does not let this process.
     bool joinDestroyGroups();
     int destroyFd() const { return destroyFd_; }
@@ -33,7 +37,7 @@ public:
 
 private:
     enum class Result { Done, Refused, Failed };
-    bool dumpFamily(int family, const Sink& sink);
+    bool dumpFamily(int family, int protocol, const Sink& sink);
     Result request(const void* message, size_t size, const Sink& sink);
 
     int dumpFd_ = -1;

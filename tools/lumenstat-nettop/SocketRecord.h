@@ -16,7 +16,7 @@ enum TcpState : uint8_t {
     kTcpStateCount = 13,
 };
 
-// One TCP socket as a diagnostics dump or a destroy notification describes it.
+// One TCP or UDP socket as a diagnostics dump or a destroy notification describes it.
 struct SocketRecord {
     uint64_t cookie = 0; // the kernel's identity of the socket, stable for its life
     uint8_t state = 0;   // TcpState
@@ -28,6 +28,7 @@ struct SocketRecord {
     uint32_t inode = 0;    // 0 once the socket has no file (closed, orphaned)
     uint64_t received = 0; // tcpi_bytes_received
     uint64_t acked = 0;    // tcpi_bytes_acked: bytes sent and acknowledged by the peer
+    bool v6Only = false;   // an IPv6 socket that takes no IPv4 traffic (IPV6_V6ONLY)
 };
 
 } // namespace nettop

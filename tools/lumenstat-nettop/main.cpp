@@ -1,9 +1,12 @@
-// lumenstat-nettop: bytes each process moved over TCP, sample by sample, as CSV lines.
+// lumenstat-nettop: bytes each process moved over TCP (and UDP where it may capture packets),
+// sample by sample, as CSV lines.
 #include "Ledger.h"
 #include "Options.h"
+#include "PacketCapture.h"
 #include "ProcessTable.h"
 #include "SampleText.h"
 #include "SockDiag.h"
+#include "UdpLedger.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,9 +14,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <linux/capability.h>
 #include <map>
+#include <memory>
 #include <poll.h>
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -28,6 +34,9 @@ constexpr double kDestroyQuiet = 0.05;
 // A dump between samples, to find the owner of connections that closed unseen, at most this
 // often.
 constexpr double kLearningGap = 0.25;
+// While UDP flows, a dump of the UDP sockets at least this often, though every datagram's
+// socket is known: a port that changed hands goes to its new owner.
+constexpr double kUdpRefresh = 10;
 
 double monotonic() {
     timespec now{};
@@ -51,14 +60,79 @@ bool writeAll(const std::string& text) {
     return true;
 }
 
+std::optional<uint32_t> countedUser() {
+    return geteuid() == 0 ? std::nullopt : std::optional<uint32_t>(geteuid());
+}
+
+// With the packet socket open, a tool granted CAP_NET_RAW through its file capabilities
+// needs no capability any more: it gives them all up. (Run by root, it keeps root's reach
+// into every process's descriptors.)
+void dropCapabilities() {
+    if (geteuid() == 0)
+        return;
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    ::syscall(SYS_capset, &header, none);
+}
+
+std::string executablePath() {
+    char path[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", path, sizeof(path) - 1);
+    return n > 0 ? std::string(path, static_cast<size_t>(n)) : std::string("lumenstat-nettop");
+}
+
 class Tool {
 public:
     explicit Tool(const Options& options)
         : options_(options), table_(ProcessTable::defaultRoot()),
-          ledger_(options.externalOnly,
-                  geteuid() == 0 ? std::nullopt : std::optional<uint32_t>(geteuid())) {}
+          ledger_(options.externalOnly, countedUser()), udp_(options.externalOnly, countedUser()) {
+        if (options.captureUdp) {
+            capture_ = std::make_unique<PacketCapture>(options.externalOnly);
+            if (!capture_->ok()) {
+                const int error = capture_->error();
+                capture_.reset();
+                if (error == EPERM)
+                    std::fprintf(stderr,
+                                 "lumenstat-nettop: UDP is not counted: capturing it needs "
+                                 "cap_net_raw (sudo setcap cap_net_raw+ep %s)\n",
+                                 executablePath().c_str());
+                else
+                    std::fprintf(stderr, "lumenstat-nettop: UDP is not counted: %s\n",
+                                 std::strerror(error));
+            }
+        }
+        dropCapabilities();
+    }
 
     bool ready() const { return diag_.ok(); }
+    int captureFd() const { return capture_ ? capture_->fd() : -1; }
+
+    // The datagrams the kernel has handed over; a dump when some came from sockets not seen.
+    void drainCapture(short events = POLLIN) {
+        if (!capture_)
+            return;
+        if (events & POLLERR)
+            capture_->clearError();
+        capture_->drain([this](const uint8_t* data, size_t captured, bool outgoing) {
+            if (auto d = parseUdpDatagram(data, captured))
+                udp_.datagram(*d, outgoing);
+        });
+        if (udp_.wantsDump() && monotonic() - lastUdpDump_ >= kLearningGap)
+            dumpUdp();
+    }
+
+    void dumpUdp() {
+        udpRecords_.clear();
+        lastUdpDump_ = monotonic();
+        if (!diag_.dumpUdp([this](const SocketRecord& s) { udpRecords_.push_back(s); }))
+            return;
+        const auto owners = table_.owners(udp_.unknownInodes(udpRecords_));
+        udp_.dumped(udpRecords_, [&owners](uint32_t inode) -> std::optional<int> {
+            auto it = owners.find(inode);
+            return it == owners.end() ? std::nullopt : std::optional<int>(it->second);
+        });
+        capture_->forgetInterfaces();
+    }
     void joinDestroyGroups() { diag_.joinDestroyGroups(); }
     int destroyFd() const { return diag_.destroyFd(); }
 
@@ -102,8 +176,22 @@ public:
     bool sample() {
         drainDestroyed();
         dump();
+        if (capture_) {
+            drainCapture();
+            if (udp_.wantsDump() ||
+                (udp_.sawTraffic() && monotonic() - lastUdpDump_ >= kUdpRefresh))
+                dumpUdp();
+        }
+        std::map<int, ProcessDelta> moved;
+        for (const auto& deltas : {ledger_.takeDeltas(), udp_.takeDeltas()})
+            for (const ProcessDelta& d : deltas) {
+                ProcessDelta& m = moved[d.pid];
+                m.pid = d.pid;
+                m.bytesIn += d.bytesIn;
+                m.bytesOut += d.bytesOut;
+            }
         std::vector<SampleLine> lines;
-        for (const ProcessDelta& d : ledger_.takeDeltas()) {
+        for (const auto& [pid, d] : moved) {
             if (options_.deltas) {
                 lines.push_back({table_.name(d.pid), d.pid, d.bytesIn, d.bytesOut});
             } else {
@@ -126,7 +214,11 @@ private:
     SockDiag diag_;
     ProcessTable table_;
     Ledger ledger_;
+    UdpLedger udp_;
+    std::unique_ptr<PacketCapture> capture_;
     std::vector<SocketRecord> records_;
+    std::vector<SocketRecord> udpRecords_;
+    double lastUdpDump_ = -kUdpRefresh;
     std::map<int, ProcessDelta> totals_;
     double lastDump_ = 0;
 };
@@ -167,14 +259,19 @@ int run(const Options& options) {
         double wake = next;
         if (tool.destroyFd() >= 0 && !watchDestroyed)
             wake = std::min(wake, destroyQuietUntil);
-        pollfd fds[2] = {{signals, POLLIN, 0}, {tool.destroyFd(), POLLIN, 0}};
+        // A negative fd is left out by poll.
+        pollfd fds[3] = {{signals, POLLIN, 0},
+                         {tool.captureFd(), POLLIN, 0},
+                         {watchDestroyed ? tool.destroyFd() : -1, POLLIN, 0}};
         const int timeout = static_cast<int>(std::ceil(std::max(0.0, wake - now) * 1000));
-        const int ready = ::poll(fds, watchDestroyed ? 2 : 1, timeout);
+        const int ready = ::poll(fds, 3, timeout);
         if (ready < 0 && errno != EINTR)
             return 1;
         if (fds[0].revents)
             return 0;
-        if (watchDestroyed && fds[1].revents) {
+        if (fds[1].revents)
+            tool.drainCapture(fds[1].revents);
+        if (fds[2].revents) {
             tool.drainDestroyed();
             if (tool.wantsLearningDump())
                 tool.dump();
