@@ -17,6 +17,12 @@ host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" 
 
 fail() {
   echo "FAIL: $*"
+  local last
+  last=$(ls -t "$work"/*.xwd 2>/dev/null | head -n1)
+  if [ -n "$last" ]; then
+    /usr/bin/python3 "$src/tests/menubar/xwd_tool.py" png "$last" "$work/gnome-failed.png" 40
+    echo "--- faces in the bar (x y width height light dark)"; bar markers "$last"
+  fi
   echo "--- shell log (extension lines)"; grep -i "lumenstat\|JS ERROR" "$work/shell.log" | tail -20
   echo "--- app log"; tail -20 "$work/app.log"
   exit 1
@@ -46,6 +52,21 @@ wait_face() {
   return 1
 }
 
+# The faces' widths as the app renders them (the top bar is 22 px or more high).
+kinds=(network battery cpu storage)
+declare -A width
+for kind in "${kinds[@]}"; do
+  for _ in $(seq 40); do
+    width[$kind]=$(gdbus call --session -d com.quillfern.Lumenstat -o / \
+      -m com.quillfern.Lumenstat.Face.Render "$kind" 22 1 0xffffffff 2>/dev/null |
+      sed -n 's/^(\([0-9]*\),.*/\1/p')
+    [ -n "${width[$kind]}" ] && break
+    sleep 0.25
+  done
+  [ -n "${width[$kind]}" ] || fail "the app renders no $kind face"
+done
+echo "the app renders the faces ${width[network]}, ${width[battery]}, ${width[cpu]} and ${width[storage]} px wide"
+
 wait_face 124 || fail "no 124 px face in the top bar (last seen: $face)"
 read -r fx fy fw fh light dark <<<"$face"
 echo "wide face: ${fw}x${fh} at $fx,$fy; light ink $light px, dark ink $dark px"
@@ -57,13 +78,6 @@ echo "wide face: ${fw}x${fh} at $fx,$fy; light ink $light px, dark ink $dark px"
 
 # The battery, CPU and storage faces follow the network face, each as wide as the app
 # renders it, in the bar's light ink.
-kinds=(network battery cpu storage)
-declare -A width
-for kind in "${kinds[@]}"; do
-  width[$kind]=$(gdbus call --session -d com.quillfern.Lumenstat -o / \
-    -m com.quillfern.Lumenstat.Face.Render "$kind" 22 1 0xffffffff | sed -n 's/^(\([0-9]*\),.*/\1/p')
-  [ -n "${width[$kind]}" ] || fail "the app renders no $kind face"
-done
 boxes=()
 for _ in $(seq 40); do
   shot faces
@@ -87,10 +101,10 @@ helper() {
     -m "org.gnome.Shell.Extensions.${1}Extension" lumenstat-test-helper@quillfern.com >/dev/null
 }
 helper Disable && sleep 0.5 && shot plain && helper Enable || fail "the test helper did not switch off and on"
+# (Without the backing the buttons move a little to the right: the bar's right end.)
 read -r first _ <<<"${boxes[0]}"
-read -r last _ _ lw _ <<<"${boxes[3]}"
 /usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/plain.xwd" "$work/gnome-items-bar.png" \
-  $((first - 16)) 0 $((last + lw - first + 32)) 32
+  $((first - 16)) 0 $((1024 - first + 16)) 32
 
 "$app" --set app.netMenu.boxType=0 >/dev/null || fail "--set while running"
 wait_face 48 || fail "the face did not follow the style change to 48 px (last seen: $face)"
