@@ -3,11 +3,11 @@
 # with a panel containment along the top, one viewer window per applet placed side by side like
 # one panel, running the applet packages and QML plug-in from the build, and the app from the
 # build on the same private session bus over a fixture laptop with all items on, under Xvfb.
-# The applets show nothing until the app comes; then each face, exactly as wide as the app
-# renders it, with ink in the Breeze Dark text colour; the network face takes the new width
-# after a style change; a click calls ShowPanel (network) or ShowItemPanel (the others) from the
-# applet's bottom centre, the app's panel opens there, and a second click on the battery face
-# closes the battery panel.
+# The applets show nothing until the app comes (nor while it does not show their item); then
+# each face, exactly as wide as the app renders it, with ink in the Breeze Dark text colour;
+# the network face takes the new width after a style change; a click calls ShowPanel (network)
+# or ShowItemPanel (the others) from the applet's bottom centre, the app's panel opens there,
+# and a second click on the battery face closes the battery panel.
 # LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots, LUMENSTAT_TEST_DISPLAY=N picks the
 # Xvfb display (a free one otherwise). Skips (77) when the Plasma host is missing.
 set -uo pipefail
@@ -141,6 +141,20 @@ for kind in "${kinds[@]}"; do
   done
   [ "$count" -gt 0 ] || fail "no $kind face once the app runs"
 done
+# An item the app stops showing leaves its applet empty until it is shown again.
+cpu_ink() { # cpu_ink on|off: waits until the CPU applet shows ink or none
+  for _ in $(seq 40); do
+    read -r count _ <<<"$(ink cpu)"
+    { [ "$1" = on ] && [ "$count" -gt 0 ]; } || { [ "$1" = off ] && [ "$count" -eq 0 ]; } && return 0
+    sleep 0.25
+  done
+  return 1
+}
+"$app" --set WantsCPUUsageInMenuBar=false >/dev/null 2>&1 || fail "--set failed"
+cpu_ink off || fail "the CPU applet still shows a face after the item was turned off"
+"$app" --set WantsCPUUsageInMenuBar=true >/dev/null 2>&1 || fail "--set failed"
+cpu_ink on || fail "the CPU applet shows no face after the item was turned on again"
+echo "the CPU applet empties while its item is off and shows it again"
 
 # The widths the app renders; the windows move so that the applets sit side by side, 12 px
 # apart, as in a panel.

@@ -29,7 +29,10 @@ host_itest_begin() {
 host_itest_end() {
   local p
   for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
-  sleep 0.3
+  # A sanitized app may take a few seconds to end.
+  for p in "${pids[@]}"; do
+    for _ in $(seq 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
+  done
   for p in "${pids[@]}"; do kill -9 "$p" 2>/dev/null; done
   [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
   rm -rf "$work"
