@@ -115,10 +115,13 @@ click_face() {
   read -r x y edge <<<"$(click $(((ink_left[$1] + ink_right[$1]) / 2)))"
   echo "$1: Show(Item)Panel($x, $y, $edge)"
   [ "$edge" = top ] || fail "the $1 applet called with edge '$edge', not top"
-  # The applet spans [x - width/2, x + width/2] at its panel's left end and holds all the ink.
+  # The applet spans [x - width/2, x + width/2] at its panel's left end, the same padding in
+  # from it in every panel (the first applet clicked sets it), and holds all the ink.
   left=$((x - width[$1] / 2))
-  [ "$left" -ge "${wx[$1]}" ] && [ "$left" -le $((wx[$1] + 8)) ] ||
-    fail "the $1 applet starts at $left, not at its panel's left end (${wx[$1]})"
+  padding=${padding:-$((left - wx[$1]))}
+  [ "$left" -ge "${wx[$1]}" ] && [ "$left" -le $((wx[$1] + 8)) ] &&
+    [ $((left - wx[$1] - padding)) -ge -1 ] && [ $((left - wx[$1] - padding)) -le 1 ] ||
+    fail "the $1 applet starts at $left, not $padding px into its panel (${wx[$1]}): not ${width[$1]} px wide"
   [ "${ink_left[$1]}" -ge "$left" ] && [ "${ink_right[$1]}" -lt $((left + width[$1])) ] ||
     fail "$1 ink at ${ink_left[$1]}..${ink_right[$1]} outside the applet's $left..$((left + width[$1]))"
   [ "$y" -gt $((wy + 24)) ] && [ "$y" -le $((wy + 48)) ] || fail "y $y is not the $1 applet's bottom"
