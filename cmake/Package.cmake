@@ -47,7 +47,8 @@ set(CPACK_DEBIAN_PLASMA_PACKAGE_NAME lumenstat-plasma)
 set(CPACK_DEBIAN_PLASMA_PACKAGE_DEPENDS "${_same_version}")
 set(CPACK_DEBIAN_PLASMA_PACKAGE_RECOMMENDS plasma-workspace)
 set(CPACK_DEBIAN_PLASMA_DESCRIPTION "Lumenstat's faces in the KDE Plasma panel
-Plasma applets that show Lumenstat's items at full width in a Plasma panel.")
+Plasma applets that show Lumenstat's network, battery, CPU and storage items
+at full width in a Plasma panel.")
 
 set(CPACK_DEBIAN_GNOME_PACKAGE_NAME gnome-shell-extension-lumenstat)
 set(CPACK_DEBIAN_GNOME_PACKAGE_ARCHITECTURE all)

@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# The GNOME Shell extension in the real shell (X11 on Xvfb) with the real app: the network
-# face shows in the top bar at the style's width (wide: 124 px) in the bar's light text colour,
-# follows a style change made with `lumenstat --set`, a click opens the app's panel hanging
-# under the face, and the face's right-click menu opens the app's settings window. The test helper extension closes the overview and paints a magenta
-# backing behind each face, so the screenshot shows the face's box. Skips (77) with a message
-# when a piece of the host is missing.
+# The GNOME Shell extension in the real shell (X11 on Xvfb) with the real app over a fixture
+# laptop with all items on: the network face shows in the top bar at the style's width (wide:
+# 124 px) in the bar's light text colour with the battery, CPU and storage faces beside it,
+# each at the width the app renders it; the network face follows a style change made with
+# `lumenstat --set`, a click opens the app's panel hanging under the face, a click on the
+# battery face opens the battery panel and a second one closes it, and the face's right-click
+# menu opens the app's settings window. The test helper extension closes the overview and
+# paints a magenta backing behind each face, so the screenshot shows the faces' boxes.
+# Skips (77) with a message when a piece of the host is missing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 src=$(cd "$here/../.." && pwd)
@@ -14,6 +17,12 @@ host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" 
 
 fail() {
   echo "FAIL: $*"
+  local last
+  last=$(ls -t "$work"/*.xwd 2>/dev/null | head -n1)
+  if [ -n "$last" ]; then
+    /usr/bin/python3 "$src/tests/menubar/xwd_tool.py" png "$last" "$work/gnome-failed.png" 40
+    echo "--- faces in the bar (x y width height light dark)"; bar markers "$last"
+  fi
   echo "--- shell log (extension lines)"; grep -i "lumenstat\|JS ERROR" "$work/shell.log" | tail -20
   echo "--- app log"; tail -20 "$work/app.log"
   exit 1
@@ -25,8 +34,8 @@ bar() { /usr/bin/python3 "$here/top_bar.py" "$@"; }
 export LUMENSTAT_FACE_MARKER=1
 start_gnome_shell 1024x600 "$src/plugins/gnome/lumenstat@quillfern.com" \
   "$here/lumenstat-test-helper@quillfern.com" || { echo "FAIL: the shell did not start"; exit 1; }
-# The app's settings live beside the shell's, in the private home.
-"$app" --set app.netMenu.boxType=1 >/dev/null || fail "--set before the start"
+# The app's settings live beside the shell's, in the private home: the wide network style.
+host_items_profile "$XDG_CONFIG_HOME" '"app.netMenu.boxType": 1'
 QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
 pids+=("$!")
 
@@ -43,6 +52,21 @@ wait_face() {
   return 1
 }
 
+# The faces' widths as the app renders them (the top bar is 22 px or more high).
+kinds=(network battery cpu storage)
+declare -A width
+for kind in "${kinds[@]}"; do
+  for _ in $(seq 40); do
+    width[$kind]=$(gdbus call --session -d com.quillfern.Lumenstat -o / \
+      -m com.quillfern.Lumenstat.Face.Render "$kind" 22 1 0xffffffff 2>/dev/null |
+      sed -n 's/^(\([0-9]*\),.*/\1/p')
+    [ -n "${width[$kind]}" ] && break
+    sleep 0.25
+  done
+  [ -n "${width[$kind]}" ] || fail "the app renders no $kind face"
+done
+echo "the app renders the faces ${width[network]}, ${width[battery]}, ${width[cpu]} and ${width[storage]} px wide"
+
 wait_face 124 || fail "no 124 px face in the top bar (last seen: $face)"
 read -r fx fy fw fh light dark <<<"$face"
 echo "wide face: ${fw}x${fh} at $fx,$fy; light ink $light px, dark ink $dark px"
@@ -52,6 +76,36 @@ echo "wide face: ${fw}x${fh} at $fx,$fy; light ink $light px, dark ink $dark px"
 [ "$light" -ge 40 ] || fail "the face carries no light ink ($light px)"
 [ "$dark" -le $((light / 10)) ] || fail "the face draws dark ink on the dark bar ($dark px)"
 
+# The battery, CPU and storage faces follow the network face, each as wide as the app
+# renders it, in the bar's light ink.
+boxes=()
+for _ in $(seq 40); do
+  shot faces
+  mapfile -t boxes < <(bar markers "$work/faces.xwd")
+  [ "${#boxes[@]}" -eq 4 ] && break
+  sleep 0.25
+done
+[ "${#boxes[@]}" -eq 4 ] || fail "${#boxes[@]} faces in the top bar, not 4"
+for i in "${!kinds[@]}"; do
+  kind=${kinds[$i]}
+  read -r x y w h light dark <<<"${boxes[$i]}"
+  echo "$kind face: ${w}x$h at $x,$y; light ink $light px, dark ink $dark px"
+  [ "$w" = "${width[$kind]}" ] && [ "$h" = 22 ] ||
+    fail "face $((i + 1)) is ${w}x$h, not the $kind face's ${width[$kind]}x22"
+  [ "$light" -ge 20 ] || fail "the $kind face carries no light ink ($light px)"
+  [ "$dark" -le $((light / 10)) ] || fail "the $kind face draws dark ink on the dark bar ($dark px)"
+done
+# The bar as a user sees it: the helper (and its magenta) off for one screenshot.
+helper() {
+  gdbus call --session -d org.gnome.Shell -o /org/gnome/Shell \
+    -m "org.gnome.Shell.Extensions.${1}Extension" lumenstat-test-helper@quillfern.com >/dev/null
+}
+helper Disable && sleep 0.5 && shot plain && helper Enable || fail "the test helper did not switch off and on"
+# (Without the backing the buttons move a little to the right: the bar's right end.)
+read -r first _ <<<"${boxes[0]}"
+/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/plain.xwd" "$work/gnome-items-bar.png" \
+  $((first - 16)) 0 $((1024 - first + 16)) 32
+
 "$app" --set app.netMenu.boxType=0 >/dev/null || fail "--set while running"
 wait_face 48 || fail "the face did not follow the style change to 48 px (last seen: $face)"
 read -r fx fy fw fh light dark <<<"$face"
@@ -60,25 +114,37 @@ echo "compact face: ${fw}x${fh} at $fx,$fy"
 # A click asks the app to open its panel under the face.
 cx=$((fx + fw / 2)) bottom=$((fy + fh))
 xdotool mousemove "$cx" $((fy + fh / 2)) click 1
-panel=""
-for _ in $(seq 40); do
-  panel=$(xdotool search --onlyvisible --name "^Lumenstat panel$" 2>/dev/null | head -1)
-  [ -n "$panel" ] && break
-  sleep 0.25
-done
-[ -n "$panel" ] || fail "no panel window after the click"
+wait_app_panel shown || fail "no panel window after the click"
 sleep 0.5
-geometry=$(xwininfo -id "$panel")
-px=$(awk '/Absolute upper-left X/ {print $4}' <<<"$geometry")
-py=$(awk '/Absolute upper-left Y/ {print $4}' <<<"$geometry")
-pw=$(awk '/Width:/ {print $2}' <<<"$geometry")
+read -r px py pw _ <<<"$(app_panel)"
 echo "panel: x $px, y $py, width $pw; face centre $cx, bar row $bottom"
 [ "$px" -le "$cx" ] && [ $((px + pw)) -ge "$cx" ] || fail "the panel does not hang under the face"
 [ "$py" -ge $((bottom - 2)) ] && [ "$py" -le $((bottom + 16)) ] || fail "the panel's top ($py) is not at the bar's lower edge"
+xdotool key Escape
+wait_app_panel hidden || fail "Escape did not close the app's panel"
+
+# The battery face (moved left with the narrower network face): the battery panel, 304 x 528
+# px, hangs under it; a second click closes it.
+shot faces
+mapfile -t boxes < <(bar markers "$work/faces.xwd")
+read -r bx by bw bh _ <<<"${boxes[1]}"
+[ "$bw" = "${width[battery]}" ] || fail "the second face is $bw px wide, not the battery face"
+xdotool mousemove $((bx + bw / 2)) $((by + bh / 2)) click 1
+wait_app_panel shown || fail "a click on the battery face did not open a panel"
+sleep 0.5
+read -r px py pw ph <<<"$(app_panel)"
+echo "battery panel: ${pw}x$ph at $px,$py; face centre $((bx + bw / 2))"
+[ "$pw" -eq 304 ] && [ "$ph" -eq 528 ] || fail "the battery face opened a ${pw}x$ph panel, not the battery panel"
+[ "$px" -le $((bx + bw / 2)) ] && [ $((px + pw)) -ge $((bx + bw / 2)) ] &&
+  [ "$py" -ge $((by + bh - 2)) ] && [ "$py" -le $((by + bh + 16)) ] ||
+  fail "the battery panel does not hang under the battery face"
+shot battery
+/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/battery.xwd" \
+  "$work/gnome-battery-panel.png" $((px - 16)) 0 $((pw + 32)) $((py + ph + 16))
+xdotool mousemove $((bx + bw / 2)) $((by + bh / 2)) click 1
+wait_app_panel hidden || fail "a second click on the battery face did not close the battery panel"
 
 # A right click shows the face's menu; its one entry opens the app's settings window.
-xdotool key Escape
-sleep 0.5
 xdotool mousemove "$cx" $((fy + fh / 2)) click 3
 sleep 0.7
 xdotool mousemove "$cx" $((bottom + 22)) click 1

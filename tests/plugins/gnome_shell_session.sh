@@ -1,10 +1,10 @@
-# Sourced by the GNOME Shell tests: starts Xvfb, a private system bus, a session bus and
-# `gnome-shell --x11 --replace` with the given extensions enabled, for the folders under
-# $work. Each argument after the screen size is an extension: a folder (copied into the
-# user's extensions) or the uuid of one installed on the system. Appends every
-# process to the caller's pids array and sets DISPLAY and shell_pid. Returns 1 (with the logs
-# on standard output) when a piece does not start. LUMENSTAT_TEST_DISPLAY picks the display
-# number (default: the first free one).
+# Sourced by the GNOME Shell tests (after tests/support/host_itest.sh): starts Xvfb, a private
+# system bus, a session bus and `gnome-shell --x11 --replace` with the given extensions
+# enabled, for the folders under $work. Each argument after the screen size is an extension: a
+# folder (copied into the user's extensions) or the uuid of one installed on the system.
+# Appends every process to the caller's pids array and sets DISPLAY and shell_pid. Returns 1
+# (with the logs on standard output) when a piece does not start. LUMENSTAT_TEST_DISPLAY picks
+# the display number (default: the first free one).
 start_gnome_shell() {
   local size=$1; shift
   export HOME="$work/home" XDG_RUNTIME_DIR="$work/run" XDG_CONFIG_HOME="$work/home/.config"
@@ -37,27 +37,7 @@ welcome-dialog-last-shown-version='999'
 enable-animations=false
 KEYS
 
-  local dfd display=""
-  if [ -n "${LUMENSTAT_TEST_DISPLAY:-}" ]; then
-    Xvfb ":$LUMENSTAT_TEST_DISPLAY" -screen 0 "${size}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
-    xvfb_pid=$!; pids+=("$xvfb_pid")
-    display=$LUMENSTAT_TEST_DISPLAY
-    for _ in $(seq 50); do
-      [ -e "/tmp/.X11-unix/X$display" ] && break
-      sleep 0.1
-    done
-  else
-    exec {dfd}<> <(:)
-    Xvfb -displayfd "$dfd" -screen 0 "${size}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
-    xvfb_pid=$!; pids+=("$xvfb_pid")
-    for _ in $(seq 50); do
-      read -r -t 0.2 -u "$dfd" display && break
-    done
-  fi
-  if [ -z "$display" ] || ! kill -0 "$xvfb_pid" 2>/dev/null; then
-    echo "Xvfb did not start"; cat "$work/xvfb.log"; return 1
-  fi
-  export DISPLAY=":$display"
+  host_xvfb "$size" || return 1
 
   dbus-daemon --config-file=/usr/share/dbus-1/session.conf \
     --address="unix:path=$work/system.sock" --nofork --nopidfile >/dev/null 2>&1 &

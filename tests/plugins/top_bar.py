@@ -1,9 +1,10 @@
 #!/usr/bin/python3
 """Reads GNOME Shell's top bar from a root window dump (xwd -root) for the shell tests.
 
-  top_bar.py marker DUMP                 the magenta box the test helper paints behind a face:
-                                         "X Y WIDTH HEIGHT LIGHT DARK" (LIGHT and DARK count
-                                         the face's ink pixels inside it), or "none"
+  top_bar.py marker DUMP                 the first (leftmost) magenta box the test helper paints
+                                         behind a face: "X Y WIDTH HEIGHT LIGHT DARK" (LIGHT and
+                                         DARK count the face's ink pixels inside it), or "none"
+  top_bar.py markers DUMP                every face's box, left to right, one line each
   top_bar.py hovered DUMP XMIN           the hovered button's highlight in the bar's middle row,
                                          right of XMIN: "X WIDTH", or "none"
   top_bar.py ink DUMP X Y W H            "LIGHT DARK": light and mid-dark ink pixels of the
@@ -19,22 +20,31 @@ BAR_ROWS = 40
 MAGENTA = (255, 0, 255)
 
 
-def marker(rows):
-    found = [(x, y) for y, row in enumerate(rows[:BAR_ROWS]) for x, px in enumerate(row)
-             if px == MAGENTA]
-    if not found:
-        return "none"
-    x0, x1 = min(x for x, _ in found), max(x for x, _ in found)
-    y0, y1 = min(y for _, y in found), max(y for _, y in found)
-    light = dark = 0
-    for row in rows[y0:y1 + 1]:
-        for r, g, b in row[x0:x1 + 1]:
-            # A face drawn over magenta: light ink lifts green, dark ink lowers red and blue.
-            if g >= 170 and r >= 170 and b >= 170:
-                light += 1
-            elif r < 110 and b < 110:
-                dark += 1
-    return f"{x0} {y0} {x1 - x0 + 1} {y1 - y0 + 1} {light} {dark}"
+def markers(rows):
+    """The magenta boxes, left to right: runs of columns holding magenta, split by the bar's
+    own pixels between two buttons."""
+    bar = rows[:BAR_ROWS]
+    columns = [x for x in range(len(bar[0])) if any(row[x] == MAGENTA for row in bar)]
+    runs = []
+    for x in columns:
+        if runs and x == runs[-1][1] + 1:
+            runs[-1][1] = x
+        else:
+            runs.append([x, x])
+    boxes = []
+    for x0, x1 in runs:
+        ys = [y for y, row in enumerate(bar) if MAGENTA in row[x0:x1 + 1]]
+        y0, y1 = min(ys), max(ys)
+        light = dark = 0
+        for row in rows[y0:y1 + 1]:
+            for r, g, b in row[x0:x1 + 1]:
+                # A face drawn over magenta: light ink lifts green, dark ink lowers red and blue.
+                if g >= 170 and r >= 170 and b >= 170:
+                    light += 1
+                elif r < 110 and b < 110:
+                    dark += 1
+        boxes.append(f"{x0} {y0} {x1 - x0 + 1} {y1 - y0 + 1} {light} {dark}")
+    return boxes
 
 
 def bar_height(rows):
@@ -76,7 +86,9 @@ def main():
     cmd, dump = sys.argv[1], sys.argv[2]
     _w, _h, rows = read_xwd(dump)
     if cmd == "marker":
-        print(marker(rows))
+        print((markers(rows) or ["none"])[0])
+    elif cmd == "markers":
+        print("\n".join(markers(rows)))
     elif cmd == "hovered":
         print(hovered(rows, int(sys.argv[3])))
     elif cmd == "ink":

@@ -44,7 +44,7 @@ dark_panel() {
 }
 panel_setup=dark_panel
 export XDG_CONFIG_HOME="$work/config"
-mkdir -p "$XDG_CONFIG_HOME/gtk-3.0" "$XDG_CONFIG_HOME/lumenstat"
+mkdir -p "$XDG_CONFIG_HOME/gtk-3.0"
 {
   n=2
   for kind in "${kinds[@]}"; do
@@ -52,12 +52,7 @@ mkdir -p "$XDG_CONFIG_HOME/gtk-3.0" "$XDG_CONFIG_HOME/lumenstat"
     n=$((n + 1))
   done
 } >"$XDG_CONFIG_HOME/gtk-3.0/gtk.css"
-cat >"$XDG_CONFIG_HOME/lumenstat/settings.json" <<'JSON'
-{"ASDidInitSettings": true, "com.quillfern.lumenstat.welcome": true,
- "WantsBatteryStatusInMenuBar": true, "app.settings.menuBar.showsBatteryPercentage": true,
- "WantsCPUUsageInMenuBar": true, "app.settings.menuBar.showsStorageUsage": true}
-JSON
-export LUMENSTAT_SYSFS_ROOT="${LUMENSTAT_SOURCE_DIR:-$here/../..}/tests/fixtures/power_supply/laptop_discharging"
+host_items_profile "$XDG_CONFIG_HOME"
 
 start_xfce_panel 1024 640 || fail "the panel host did not start"
 bar_height=$(xfconf-query -c xfce4-panel -p /panels/panel-1/size)
@@ -96,29 +91,12 @@ right=$((ax[storage] + aw[storage]))
 /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/now.xwd" "$work/items-xfce.png" \
   $((left - 20)) 0 $((right - left + 40)) "$bar_height"
 
-panel_geometry() {
-  local id
-  id=$(xwininfo -root -tree | awk '/"Lumenstat panel"/ {print $1; exit}')
-  [ -n "$id" ] || return 0
-  xwininfo -id "$id" | awk '/Absolute upper-left X/ {x=$NF} /Absolute upper-left Y/ {y=$NF}
-    /Width:/ {w=$NF} /Height:/ {h=$NF} /Map State: IsViewable/ {v=1}
-    END { if (v) print x, y, w, h }'
-}
+click_face() { xdotool mousemove $((ax[$1] + aw[$1] / 2)) $((ay[$1] + ah[$1] / 2)) click 1; }
 open_panel() { # open_panel KIND: clicks the face, prints the shown panel's geometry
-  xdotool mousemove $((ax[$1] + aw[$1] / 2)) $((ay[$1] + ah[$1] / 2)) click 1
-  local g=""
-  for _ in $(seq 30); do
-    g=$(panel_geometry); [ -n "$g" ] && break; sleep 0.1
-  done
-  echo "$g"
+  click_face "$1"
+  wait_app_panel shown && echo "$app_panel_now"
 }
-close_panel() {
-  xdotool mousemove $((ax[$1] + aw[$1] / 2)) $((ay[$1] + ah[$1] / 2)) click 1
-  for _ in $(seq 30); do
-    [ -z "$(panel_geometry)" ] && return 0; sleep 0.1
-  done
-  return 1
-}
+close_panel() { click_face "$1" && wait_app_panel hidden; }
 
 # The battery panel: 272 x 508 points of content in a window 32 wider and 20 higher.
 g=$(open_panel battery)

@@ -76,8 +76,12 @@ class LumenstatFaceButton extends PanelMenu.Button {
 
         this.add_style_class_name('lumenstat-button');
         this._image = new Clutter.Actor({content: new Clutter.Image()});
+        // Centred at its own size both ways: in a crowded bar the button may get a little
+        // more width than it asked for (it trades its padding for room), and a filling face
+        // would be stretched out of its pixels.
         this._face = new St.Bin({
             style_class: 'lumenstat-face',
+            x_align: Clutter.ActorAlign.CENTER,
             y_align: Clutter.ActorAlign.CENTER,
             child: this._image,
         });
