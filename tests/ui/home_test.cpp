@@ -343,7 +343,7 @@ TEST_F(HomeTest, ReviewIsAskedOnTheTenthTwentyFifthAndSixtiethAppearanceOnly) {
     EXPECT_EQ(SettingsDomain::standard().integerValue(SettingsKey::AppReviewRequestCount), 100);
 }
 
-TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
+TEST_F(HomeTest, DetailPagesOpenOnceGetTheTicksAndBatteryTabsKeepTheirTab) {
     auto home = page(true);
     home->show();
     int made = 0, toggles = 0;
@@ -371,13 +371,11 @@ TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     home->showStatusViewController();
     EXPECT_EQ(made, 2);
-}
+    status->dismiss();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 
-// The footer's battery button opens the two battery tabs on the tab last chosen; the data
-// usage box's button opens the per-app page over the process-wide providers.
-TEST_F(HomeTest, BatteryTabsKeepTheirTabAndTheAppUsagePageOpens) {
-    auto home = page(true);
-    home->show();
+    // The footer's battery button opens the two battery tabs on the tab last chosen; the data
+    // usage box's button opens the per-app page over the process-wide providers.
     home->makeBatteryHealthPage = HomePanel::makeBatteryTabPage;
     home->makeAppUsagePage = HomePanel::makeAppUsagePage;
     const auto tabs = [&] { return home->findChild<TabBarController*>(); };
