@@ -5,6 +5,7 @@
 #include "settings/NotificationCenter.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
+#include "support/FakeSampler.h"
 
 #include <QCoreApplication>
 
@@ -18,36 +19,6 @@
 namespace {
 
 using Log = std::vector<std::string>;
-
-class FakeSampler : public ActivitySampler {
-public:
-    explicit FakeSampler(Log& log) : log_(log) {}
-    void insertActivityObserver(ActivityObserver* o) override {
-        log_.push_back("sampler.insert");
-        observers.insert(observers.begin(), o);
-    }
-    void addActivityObserver(ActivityObserver* o) override { observers.push_back(o); }
-    void removeActivityObserver(ActivityObserver* o) override {
-        removals += std::erase(observers, o);
-    }
-    void startMonitoring() override { log_.push_back("sampler.start"), running = true; }
-    void stopMonitoring() override { log_.push_back("sampler.stop"), running = false; }
-    // Delivers n records to the observers in list order, as the sampler does.
-    void tick(int n = 1) {
-        for (int i = 0; i < n; ++i) {
-            auto record = std::make_shared<const ActivityObject>();
-            for (ActivityObserver* o : std::vector(observers))
-                o->networkActivityDidUpdate(record);
-        }
-    }
-
-    std::vector<ActivityObserver*> observers;
-    size_t removals = 0;
-    bool running = false;
-
-private:
-    Log& log_;
-};
 
 struct CountingObserver : ActivityObserver {
     void networkActivityDidUpdate(const ActivityRecord&) override { ++ticks; }
@@ -135,6 +106,7 @@ struct Recorder {
 class AppDelegateTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        sampler.log = &rec.log;
         SettingsDomain::standard().clear();
         SettingsDomain::group().clear();
     }
@@ -150,7 +122,7 @@ protected:
     }
 
     Recorder rec;
-    FakeSampler sampler{rec.log};
+    FakeSampler sampler;
     SettingsDomain& standard = SettingsDomain::standard();
 };
 

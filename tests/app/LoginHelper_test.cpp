@@ -6,7 +6,6 @@
 #include "settings/SettingsDomain.h"
 #include "support/TempDir.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -117,13 +116,6 @@ TEST(XdgAutostart, ExecValueQuotesWhatALauncherWouldSplitOrExpand) {
     for (const auto& c : cases)
         EXPECT_EQ(XdgAutostart::execValue(QString::fromUtf8(c.path)), QString::fromUtf8(c.value))
             << c.path;
-}
-
-TEST(XdgAutostart, RunningExecutableIsThisBinary) {
-    const QString path = XdgAutostart::runningExecutable();
-    EXPECT_TRUE(QFileInfo(path).isExecutable());
-    EXPECT_EQ(QFileInfo(path).canonicalFilePath(),
-              QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
 }
 
 TEST(LoginHelper, FollowsTheSettingAtOnceAndKeepsItWhenTheEntryCannotBeWritten) {

@@ -49,6 +49,18 @@ class Bus:
             pass
 
 
+def xvfb(screen="1280x800x24"):
+    """A private X server on a free display (ended at exit); returns the display's name."""
+    if not shutil.which("Xvfb"):
+        skip("Xvfb is not installed")
+    read_fd, write_fd = os.pipe()
+    proc = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", screen,
+                             "-nolisten", "tcp"], pass_fds=(write_fd,), stderr=subprocess.DEVNULL)
+    os.close(write_fd)
+    atexit.register(proc.terminate)
+    return ":" + os.read(read_fd, 16).decode().strip()
+
+
 def wait_for(condition, timeout, step=0.1):
     end = time.monotonic() + timeout
     while time.monotonic() < end:

@@ -266,6 +266,7 @@ TEST_F(SamplerTest, ConnectionDetailsAndTheirEmptyForm) {
     const ActivityRecord snapshot = monitor->getActivity();
     EXPECT_EQ(snapshot->ssid, QString("Home"));
     EXPECT_FALSE(snapshot->sentNumbers.has_value());
+    EXPECT_EQ(NetworkMonitor::getSecurityStringForNetwork(3), "WPA Personal Mixed");
     EXPECT_EQ(NetworkMonitor::getSecurityStringForNetwork(10), "Enterprise");
     EXPECT_EQ(NetworkMonitor::getSecurityStringForNetwork(11), "Unknown");
     EXPECT_EQ(NetworkMonitor::getSecurityStringForNetwork(-1), "Unknown");

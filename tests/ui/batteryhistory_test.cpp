@@ -46,28 +46,19 @@ TEST(BatteryHistoryChart, SlotsPerRangeEndTodayAndTakeTheEarliestEntryOfAMonthOr
         QDate first;
         std::vector<std::pair<QString, QString>> filled;
     };
+    // clang-format off
     const Case cases[] = {
-        {Range::Day,
-         90,
-         kToday.addDays(-89),
-         {{"2025-03-20", "2025-03-20"},
-          {"2025-06-08", "2025-06-08"},
-          {"2025-06-09", "2025-06-09"},
-          {"2025-06-15", "2025-06-15"}}},
+        {Range::Day, 90, kToday.addDays(-89), {{"2025-03-20", "2025-03-20"},
+         {"2025-06-08", "2025-06-08"}, {"2025-06-09", "2025-06-09"}, {"2025-06-15", "2025-06-15"}}},
         // 2025-06-08 is eight days back: outside the week.
-        {Range::Week,
-         7,
-         QDate(2025, 6, 9),
-         {{"2025-06-09", "2025-06-09"}, {"2025-06-15", "2025-06-15"}}},
-        {Range::Month,
-         12,
-         QDate(2024, 7, 15),
-         {{"2025-03-15", "2025-03-03"}, {"2025-06-15", "2025-06-08"}}},
-        {Range::Year,
-         5,
-         QDate(2021, 6, 15),
-         {{"2023-06-15", "2023-02-01"}, {"2025-06-15", "2025-03-03"}}},
+        {Range::Week, 7, QDate(2025, 6, 9), {{"2025-06-09", "2025-06-09"},
+         {"2025-06-15", "2025-06-15"}}},
+        {Range::Month, 12, QDate(2024, 7, 15), {{"2025-03-15", "2025-03-03"},
+         {"2025-06-15", "2025-06-08"}}},
+        {Range::Year, 5, QDate(2021, 6, 15), {{"2023-06-15", "2023-02-01"},
+         {"2025-06-15", "2025-03-03"}}},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(int(c.range));
         const auto atoms = BatteryHistoryChartView::slotsFor(c.range, log, kToday);

@@ -12,17 +12,14 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
-from itest_support import Bus, Checks, Lumenstat, binary, environment, skip, wait_for  # noqa: E402
+from itest_support import (Bus, Checks, Lumenstat, binary, environment, skip, wait_for,  # noqa
+                           xvfb)
 
-for tool in ("Xvfb", "xprop", "xwininfo", "xdotool"):
+for tool in ("xprop", "xwininfo", "xdotool"):
     if not shutil.which(tool):
         skip(tool + " is not installed")
 
-read_fd, write_fd = os.pipe()
-xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", "1280x800x24",
-                         "-nolisten", "tcp"], pass_fds=(write_fd,), stderr=subprocess.DEVNULL)
-os.close(write_fd)
-display = ":" + os.read(read_fd, 16).decode().strip()
+display = xvfb()
 bus = Bus()
 home, env = environment(session=bus.address)
 env.update(DISPLAY=display, QT_QPA_PLATFORM="xcb")
@@ -49,53 +46,49 @@ def geometry(window):
             value("Height"))
 
 
-try:
-    app = Lumenstat([], env)
-    window = wait_for(float_window, 20)
-    if checks.expect(window, "the first run opens the floating window"):
-        props = x("xprop", "-id", window, "_NET_WM_STATE", "_NET_WM_DESKTOP", "WM_HINTS")
-        for state in ("ABOVE", "STICKY", "SKIP_TASKBAR", "SKIP_PAGER"):
-            checks.expect("_NET_WM_STATE_" + state in props, "state " + state + ": " + props)
-        checks.expect("_NET_WM_DESKTOP(CARDINAL) = 4294967295" in props, "on every desktop")
-        checks.expect("accepts input or input focus: False" in props, "never takes the focus")
-        left, top, width, height = geometry(window)
-        checks.expect((width, height) == (132, 112), "compact size %dx%d" % (width, height))
-        checks.expect(left + width <= 1280 and top >= 0, "first place on the screen")
-        x("xdotool", "mousemove", str(left + 60), str(top + 50), "mousedown", "1",
-          "mousemove", str(left + 20), str(top + 150), "mousemove", "400", "300", "mouseup", "1")
-        moved = wait_for(lambda: geometry(window)[:2] == (340, 250), 5)
-        checks.expect(moved, "a drag moves the window: %s" % (geometry(window),))
+app = Lumenstat([], env)
+window = wait_for(float_window, 20)
+if checks.expect(window, "the first run opens the floating window"):
+    props = x("xprop", "-id", window, "_NET_WM_STATE", "_NET_WM_DESKTOP", "WM_HINTS")
+    for state in ("ABOVE", "STICKY", "SKIP_TASKBAR", "SKIP_PAGER"):
+        checks.expect("_NET_WM_STATE_" + state in props, "state " + state + ": " + props)
+    checks.expect("_NET_WM_DESKTOP(CARDINAL) = 4294967295" in props, "on every desktop")
+    checks.expect("accepts input or input focus: False" in props, "never takes the focus")
+    left, top, width, height = geometry(window)
+    checks.expect((width, height) == (132, 112), "compact size %dx%d" % (width, height))
+    checks.expect(left + width <= 1280 and top >= 0, "first place on the screen")
+    x("xdotool", "mousemove", str(left + 60), str(top + 50), "mousedown", "1",
+      "mousemove", str(left + 20), str(top + 150), "mousemove", "400", "300", "mouseup", "1")
+    moved = wait_for(lambda: geometry(window)[:2] == (340, 250), 5)
+    checks.expect(moved, "a drag moves the window: %s" % (geometry(window),))
 
-        # Settings changed from outside: the wide mode grows to the right from the same
-        # lower-left corner; switching the window off and on again brings it back in place.
-        def set_value(assignment):
-            subprocess.run([binary(), "--set", assignment], env=env, capture_output=True,
-                           timeout=30)
+    # Settings changed from outside: the wide mode grows to the right from the same
+    # lower-left corner; switching the window off and on again brings it back in place.
+    def set_value(assignment):
+        subprocess.run([binary(), "--set", assignment], env=env, capture_output=True,
+                       timeout=30)
 
-        set_value("app.settings.floatWindowMode=2")
-        checks.expect(wait_for(lambda: geometry(window) == (340, 250, 252, 112), 5),
-                      "wide from the same corner: %s" % (geometry(window),))
-        set_value("app.settings.wantsFloatWindow=false")
-        checks.expect(wait_for(lambda: float_window() is None, 5), "switched off, it closes")
-        set_value("app.settings.wantsFloatWindow=true")
-        window = wait_for(float_window, 10)
-        checks.expect(window and geometry(window) == (340, 250, 252, 112),
-                      "switched on, it opens where it was: %s" % (window and geometry(window),))
-    checks.expect(app.stop() == 0, "clean exit")
-    stored = json.load(open(settings))
-    checks.expect(stored.get("app.floatWindow.origin") == [340, 250],
-                  "place kept: %s" % stored.get("app.floatWindow.origin"))
+    set_value("app.settings.floatWindowMode=2")
+    checks.expect(wait_for(lambda: geometry(window) == (340, 250, 252, 112), 5),
+                  "wide from the same corner: %s" % (geometry(window),))
+    set_value("app.settings.wantsFloatWindow=false")
+    checks.expect(wait_for(lambda: float_window() is None, 5), "switched off, it closes")
+    set_value("app.settings.wantsFloatWindow=true")
+    window = wait_for(float_window, 10)
+    checks.expect(window and geometry(window) == (340, 250, 252, 112),
+                  "switched on, it opens where it was: %s" % (window and geometry(window),))
+checks.expect(app.stop() == 0, "clean exit")
+stored = json.load(open(settings))
+checks.expect(stored.get("app.floatWindow.origin") == [340, 250],
+              "place kept: %s" % stored.get("app.floatWindow.origin"))
 
-    # A place on a screen that is gone, in the wide mode: back fully onto the screen.
-    stored["app.floatWindow.origin"] = [3000, 900]
-    json.dump(stored, open(settings, "w"))
-    app = Lumenstat([], env)
-    window = wait_for(float_window, 20)
-    if checks.expect(window, "the window opens again"):
-        checks.expect(geometry(window) == (1280 - 252, 800 - 112, 252, 112),
-                      "clamped onto the screen: %s" % (geometry(window),))
-    checks.expect(app.stop() == 0, "clean exit after the restore")
-finally:
-    xvfb.terminate()
-    xvfb.wait(10)
+# A place on a screen that is gone, in the wide mode: back fully onto the screen.
+stored["app.floatWindow.origin"] = [3000, 900]
+json.dump(stored, open(settings, "w"))
+app = Lumenstat([], env)
+window = wait_for(float_window, 20)
+if checks.expect(window, "the window opens again"):
+    checks.expect(geometry(window) == (1280 - 252, 800 - 112, 252, 112),
+                  "clamped onto the screen: %s" % (geometry(window),))
+checks.expect(app.stop() == 0, "clean exit after the restore")
 checks.finish()

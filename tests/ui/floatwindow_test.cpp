@@ -7,6 +7,7 @@
 #include "settings/Language.h"
 #include "settings/Settings.h"
 #include "settings/SettingsDomain.h"
+#include "support/FakeSampler.h"
 #include "ui/FloatWindowController.h"
 
 #include <QApplication>
@@ -19,25 +20,6 @@
 #include <vector>
 
 namespace {
-
-class FakeSampler : public ActivitySampler {
-public:
-    void insertActivityObserver(ActivityObserver* o) override {
-        observers.insert(observers.begin(), o);
-    }
-    void addActivityObserver(ActivityObserver* o) override { observers.push_back(o); }
-    void removeActivityObserver(ActivityObserver* o) override { std::erase(observers, o); }
-    void startMonitoring() override {}
-    void stopMonitoring() override {}
-    void tick(uint64_t up, uint64_t down) {
-        auto record = std::make_shared<ActivityObject>();
-        record->netMode = ReachableViaWiFi;
-        record->paceActivities = {up, down};
-        for (ActivityObserver* o : std::vector(observers))
-            o->networkActivityDidUpdate(record);
-    }
-    std::vector<ActivityObserver*> observers;
-};
 
 class Hints : public WindowHints {
 public:

@@ -13,6 +13,7 @@
 #include "ui/DataUsageBox.h"
 #include "ui/HomeFootView.h"
 #include "ui/HomePanel.h"
+#include "ui/MenuPopoverWindow.h"
 #include "ui/NetAppViewController.h"
 #include "ui/NetBox.h"
 #include "ui/NetViewController.h"
@@ -241,11 +242,8 @@ TEST_F(HomeTest, WidgetContainerFollowsTheSwitchesAndTheBattery) {
     struct Case {
         bool storage, battery, hasBattery;
         int height;
-    } cases[] = {{false, false, true, 410},
-                 {true, false, true, 546},
-                 {false, true, true, 550},
-                 {true, true, true, 686},
-                 {true, true, false, 546}};
+    } cases[] = {{false, false, true, 410}, {true, false, true, 546}, {false, true, true, 550},
+                 {true, true, true, 686},   {true, true, false, 546}, {false, true, false, 410}};
     for (const Case& c : cases) {
         SettingsDomain::standard().clear();
         auto home = page(c.hasBattery);
@@ -253,6 +251,11 @@ TEST_F(HomeTest, WidgetContainerFollowsTheSwitchesAndTheBattery) {
         Settings::shared().setShowsHomepageBatteryUsage(c.battery);
         const std::string what = std::to_string(c.height);
         EXPECT_EQ(home->size(), QSize(272, c.height)) << what;
+        // The panel window is sized before the page exists: the same size and its margins.
+        EXPECT_EQ(MenuPopoverWindow::windowSizeFor(
+                      MenuPopoverWindow::homePanelContentSize(c.storage, c.battery, c.hasBattery)),
+                  QSize(304, c.height + 20))
+            << what;
         QWidget* container = home->widgetContainer();
         EXPECT_EQ(container->height(), c.height - 410) << what;
         EXPECT_EQ(container->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly).size(),
@@ -340,7 +343,7 @@ TEST_F(HomeTest, ReviewIsAskedOnTheTenthTwentyFifthAndSixtiethAppearanceOnly) {
     EXPECT_EQ(SettingsDomain::standard().integerValue(SettingsKey::AppReviewRequestCount), 100);
 }
 
-TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
+TEST_F(HomeTest, DetailPagesOpenOnceGetTheTicksAndBatteryTabsKeepTheirTab) {
     auto home = page(true);
     home->show();
     int made = 0, toggles = 0;
@@ -368,13 +371,11 @@ TEST_F(HomeTest, DetailPagesArePresentedOnceAndGetTheTicks) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     home->showStatusViewController();
     EXPECT_EQ(made, 2);
-}
+    status->dismiss();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 
-// The footer's battery button opens the two battery tabs on the tab last chosen; the data
-// usage box's button opens the per-app page over the process-wide providers.
-TEST_F(HomeTest, BatteryTabsKeepTheirTabAndTheAppUsagePageOpens) {
-    auto home = page(true);
-    home->show();
+    // The footer's battery button opens the two battery tabs on the tab last chosen; the data
+    // usage box's button opens the per-app page over the process-wide providers.
     home->makeBatteryHealthPage = HomePanel::makeBatteryTabPage;
     home->makeAppUsagePage = HomePanel::makeAppUsagePage;
     const auto tabs = [&] { return home->findChild<TabBarController*>(); };

@@ -17,121 +17,45 @@
 
 namespace {
 
-struct PlacementCase {
-    const char* what;
-    QPoint point;
-    PanelEdge edge;
-    std::optional<QRect> bar;
-    QRect screen;
-    QRect available;
-    QPoint expected;
-};
-
 TEST(PanelPlacement, HangsFromThePointOnTheSideAwayFromThePanelAndStaysOnScreen) {
-    const QRect screen(0, 0, 1024, 800);
-    const QRect secondScreen(1024, 0, 1280, 800);
-    const QSize size(304, 430);
-    const PlacementCase cases[] = {
-        {"top bar found under a tray click",
-         {500, 10},
-         PanelEdge::Unknown,
-         QRect(0, 0, 1024, 28),
-         screen,
-         screen,
-         {348, 28}},
-        {"bottom bar found",
-         {500, 790},
-         PanelEdge::Unknown,
-         QRect(0, 772, 1024, 28),
-         screen,
-         screen,
-         {348, 772 - 430}},
-        {"near the right edge",
-         {1010, 10},
-         PanelEdge::Unknown,
-         QRect(0, 0, 1024, 28),
-         screen,
-         screen,
-         {1024 - 304, 28}},
-        {"near the left edge",
-         {40, 10},
-         PanelEdge::Unknown,
-         QRect(0, 0, 1024, 28),
-         screen,
-         screen,
-         {0, 28}},
-        {"no bar known, the panel's strut left out of the work area",
-         {500, 10},
-         PanelEdge::Unknown,
-         std::nullopt,
-         screen,
-         QRect(0, 30, 1024, 770),
-         {348, 30}},
-        {"no bar, no strut: the nearest screen edge decides",
-         {500, 795},
-         PanelEdge::Unknown,
-         std::nullopt,
-         screen,
-         screen,
-         {348, 795 - 430}},
-        {"a plug-in gives the edge and its own point",
-         {600, 40},
-         PanelEdge::Top,
-         QRect(0, 0, 1024, 28),
-         screen,
-         screen,
-         {448, 40}},
-        {"plug-in on a bottom panel",
-         {600, 760},
-         PanelEdge::Bottom,
-         std::nullopt,
-         screen,
-         screen,
+    const QRect screen(0, 0, 1024, 800), second(1024, 0, 1280, 800);
+    const QRect top(0, 0, 1024, 28);
+    const auto U = PanelEdge::Unknown;
+    const struct {
+        const char* what;
+        QPoint point;
+        PanelEdge edge;
+        std::optional<QRect> bar;
+        QRect screen, available;
+        QPoint expected;
+    } cases[] = {
+        // clang-format off
+        {"top bar found under a tray click", {500, 10}, U, top, screen, screen, {348, 28}},
+        {"bottom bar found", {500, 790}, U, QRect(0, 772, 1024, 28), screen, screen, {348, 342}},
+        {"near the right edge", {1010, 10}, U, top, screen, screen, {1024 - 304, 28}},
+        {"near the left edge", {40, 10}, U, top, screen, screen, {0, 28}},
+        {"no bar known, the panel's strut left out of the work area", {500, 10}, U, std::nullopt,
+         screen, QRect(0, 30, 1024, 770), {348, 30}},
+        {"no bar, no strut: the nearest screen edge decides", {500, 795}, U, std::nullopt, screen,
+         screen, {348, 795 - 430}},
+        {"a plug-in gives the edge and its own point", {600, 40}, PanelEdge::Top, top, screen,
+         screen, {448, 40}},
+        {"plug-in on a bottom panel", {600, 760}, PanelEdge::Bottom, std::nullopt, screen, screen,
          {448, 330}},
-        {"left side panel",
-         {0, 300},
-         PanelEdge::Unknown,
-         QRect(0, 0, 40, 800),
-         screen,
-         screen,
-         {40, 280}},
-        {"right side panel, low on the screen",
-         {1000, 700},
-         PanelEdge::Unknown,
-         QRect(984, 0, 40, 800),
-         screen,
-         screen,
-         {984 - 304, 800 - 430}},
-        {"second screen: clamped into that screen",
-         {1030, 10},
-         PanelEdge::Unknown,
-         QRect(1024, 0, 1280, 28),
-         secondScreen,
-         secondScreen,
-         {1024, 28}},
+        {"left side panel", {0, 300}, U, QRect(0, 0, 40, 800), screen, screen, {40, 280}},
+        {"right side panel, low on the screen", {1000, 700}, U, QRect(984, 0, 40, 800), screen,
+         screen, {984 - 304, 800 - 430}},
+        {"second screen: clamped into that screen", {1030, 10}, U, QRect(1024, 0, 1280, 28),
+         second, second, {1024, 28}},
+        // clang-format on
     };
     for (const auto& c : cases)
-        EXPECT_EQ(PanelPlacement::origin(c.point, c.edge, c.bar, size, c.screen, c.available),
-                  c.expected)
+        EXPECT_EQ(
+            PanelPlacement::origin(c.point, c.edge, c.bar, QSize(304, 430), c.screen, c.available),
+            c.expected)
             << c.what;
     EXPECT_EQ(panelEdgeFromName(QStringLiteral(" Bottom")), PanelEdge::Bottom);
     EXPECT_EQ(panelEdgeFromName(QStringLiteral("sideways")), PanelEdge::Unknown);
-}
-
-TEST(MenuPopoverWindow, HomePanelWindowSizesFollowTheBoxesAndTheBattery) {
-    struct {
-        bool storage, battery, hasBattery;
-        QSize window;
-    } cases[] = {
-        {false, false, true, {304, 430}}, {true, false, true, {304, 566}},
-        {false, true, true, {304, 570}},  {true, true, true, {304, 706}},
-        {true, true, false, {304, 566}},  {false, true, false, {304, 430}},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(MenuPopoverWindow::windowSizeFor(
-                      MenuPopoverWindow::homePanelContentSize(c.storage, c.battery, c.hasBattery)),
-                  c.window)
-            << c.storage << c.battery << c.hasBattery;
 }
 
 class PanelControllerTest : public ::testing::Test {

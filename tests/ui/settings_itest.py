@@ -28,17 +28,14 @@ def settings_windows(env):
     return xdotool(env, "search", "--onlyvisible", "--name", "^Settings$")
 
 
-def call(env, method):
+def call(env, method, *args):
     return subprocess.run(["gdbus", "call", "--session", "--dest", "com.quillfern.Lumenstat",
-                           "--object-path", "/", "--method", "com.quillfern.Lumenstat." + method],
-                          env=env, capture_output=True, text=True, timeout=10)
+                           "--object-path", "/", "--method", "com.quillfern.Lumenstat." + method,
+                           *args], env=env, capture_output=True, text=True, timeout=10)
 
 
 def stored_style(env):
-    r = subprocess.run(["gdbus", "call", "--session", "--dest", "com.quillfern.Lumenstat",
-                        "--object-path", "/", "--method", "com.quillfern.Lumenstat.GetValue",
-                        "app.netMenu.boxType"], env=env, capture_output=True, text=True, timeout=10)
-    return r.stdout.strip()
+    return call(env, "GetValue", "app.netMenu.boxType").stdout.strip()
 
 
 def main():
