@@ -33,7 +33,9 @@ DBUS_SESSION_BUS_ADDRESS=disabled: "$app" --monitor >/dev/null 2>"$work/monitor.
 mon=$!; pids+=("$mon")
 "$floor" >/dev/null &
 fl=$!; pids+=("$fl")
-sleep 5
+# Settled: a new profile's first-run defaults and totals reach disk once, 5 s after start
+# (writes are debounced), on a thread that ends its work then.
+sleep 8
 m0=$(run_ns "$mon"); f0=$(run_ns "$fl")
 sleep "$WINDOW"
 m1=$(run_ns "$mon"); f1=$(run_ns "$fl")

@@ -18,6 +18,8 @@
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QEventLoop>
+#include <QFileInfo>
+#include <QLibraryInfo>
 #include <QThread>
 #include <QTimer>
 
@@ -28,7 +30,7 @@
 
 namespace {
 
-// The headless instance wakes once a second and nothing in it needs GLib's main loop: Qt's
+// An instance wakes once a second and nothing of its own needs GLib's main loop: Qt's
 // own poll loop costs less per wake-up (about 1.4-1.6x the floor program against 1.7-2.4x in
 // side-by-side runs). Set before the application object exists; a user's own choice stays.
 void useLightEventLoop() {
@@ -38,6 +40,24 @@ void useLightEventLoop() {
 
 QString envText(const char* name) {
     return QString::fromLocal8Bit(qgetenv(name));
+}
+
+// Qt's GTK platform theme runs GTK inside the process, whose settings arrive through GLib's
+// main loop: keep that loop where the theme is asked for, or where Qt picks it by itself (a
+// GTK-based desktop with the theme plug-in installed). The app's own colours come from the
+// desktop portal over D-Bus and need no GLib.
+bool platformThemeNeedsGLib() {
+    const QString asked = envText("QT_QPA_PLATFORMTHEME").toLower();
+    if (!asked.isEmpty())
+        return asked.contains(QLatin1String("gtk"));
+    static const char* const gtkDesktops[] = {"gnome", "x-cinnamon", "unity",  "mate",
+                                              "xfce",  "lxde",       "budgie", "pantheon"};
+    bool gtkDesktop = false;
+    for (const QString& desktop : envText("XDG_CURRENT_DESKTOP").toLower().split(QLatin1Char(':')))
+        for (const char* name : gtkDesktops)
+            gtkDesktop = gtkDesktop || desktop == QLatin1String(name);
+    return gtkDesktop && QFileInfo::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath) +
+                                           QStringLiteral("/platformthemes/libqgtk3.so"));
 }
 
 // Stops the sampler and waits (briefly) until its timer is gone, so no tick writes the
@@ -203,9 +223,12 @@ int runApp(int& argc, char** argv, bool showPanel, bool showSettings) {
         qputenv("QT_QPA_PLATFORM", "xcb");
 
     std::unique_ptr<QCoreApplication> app;
-    if (display)
+    if (display) {
+        // The tray app wakes once a second too: the same light loop unless GTK runs inside.
+        if (!platformThemeNeedsGLib())
+            useLightEventLoop();
         app = std::make_unique<QApplication>(argc, argv);
-    else {
+    } else {
         useLightEventLoop();
         app = std::make_unique<QCoreApplication>(argc, argv);
     }
