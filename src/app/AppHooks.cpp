@@ -257,22 +257,28 @@ void connectFaces(AppRole role, FaceService* faces) {
     // every second: they reach hosts only as the network face's Changed, when it changed;
     // the other kinds change seldom and are announced by name too.
     WidgetBridger::setSink([faces](const QStringList& kinds) {
+        struct Route {
+            QString widget;
+            QString face; // empty: no face shows it
+        };
+        static const Route routes[] = {
+            {QString::fromLatin1(WidgetBridger::kWiFiInterfaceWidget), QStringLiteral("network")},
+            {QString::fromLatin1(WidgetBridger::kDataUsageWidget), QStringLiteral("network")},
+            {QString::fromLatin1(WidgetBridger::kBatteryWidget), QStringLiteral("battery")},
+            {QString::fromLatin1(WidgetBridger::kStorageWidget), QStringLiteral("storage")},
+            {QString::fromLatin1(WidgetBridger::kAppDataUsageWidget), QString()}};
+        if (faces->watchCount() == 0)
+            return; // no host listens; the data itself is in the shared settings document
         QStringList faceKinds;
         QStringList announced;
-        const auto add = [&](const char* widget, const char* face) {
-            const QString kind = QString::fromLatin1(widget);
-            if (!kinds.contains(kind))
-                return;
-            if (face)
-                faceKinds.append(QString::fromLatin1(face));
-            if (kind != QLatin1String(WidgetBridger::kWiFiInterfaceWidget))
-                announced.append(kind);
-        };
-        add(WidgetBridger::kWiFiInterfaceWidget, "network");
-        add(WidgetBridger::kDataUsageWidget, "network");
-        add(WidgetBridger::kBatteryWidget, "battery");
-        add(WidgetBridger::kStorageWidget, "storage");
-        add(WidgetBridger::kAppDataUsageWidget, nullptr);
+        for (const Route& route : routes) {
+            if (!kinds.contains(route.widget))
+                continue;
+            if (!route.face.isEmpty())
+                faceKinds.append(route.face);
+            if (route.widget != routes[0].widget)
+                announced.append(route.widget);
+        }
         faces->widgetsReloaded(announced, faceKinds);
     });
     if (role != AppRole::Tray)
@@ -281,6 +287,7 @@ void connectFaces(AppRole role, FaceService* faces) {
     StatusItem* item = net.statusItem();
     item->faceChanged = [faces] { faces->sourceChanged(QStringLiteral("network")); };
     faces->addSource(QStringLiteral("network"), item, item);
+    faces->followTicks(&NetworkMonitor::shared());
     ItemPanels::connectFaces(faces);
 }
 

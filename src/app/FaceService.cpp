@@ -1,5 +1,7 @@
 #include "FaceService.h"
 
+#include "network/NetworkMonitor.h"
+
 #include "menubar/FaceSource.h"
 
 #include <QDBusConnection>
@@ -171,6 +173,9 @@ void FaceService::sourceChanged(const QString& kind) {
     if (checkScheduled_)
         return;
     checkScheduled_ = true;
+    // A tick's changes are checked at the end of the same pass: no wake-up of its own.
+    if (ticks_ && ticks_->afterDelivery([this] { checkPending(); }))
+        return;
     QTimer::singleShot(0, this, [this] { checkPending(); });
 }
 

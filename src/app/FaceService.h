@@ -13,6 +13,7 @@
 #include <QVariantMap>
 
 class FaceSource;
+class NetworkMonitor;
 class QDBusServiceWatcher;
 
 // The items' faces on the app's bus object, for panel plug-ins (xfce4-panel, Plasma, GNOME
@@ -56,8 +57,10 @@ public:
     void addSource(const QString& kind, FaceSource* source, QObject* lifetime);
     void removeSource(const QString& kind);
     // The source of kind may look different now: its watched faces are checked once the
-    // event loop is free (many calls in one pass cost one check).
+    // event loop is free, or once the sampler's record reached every observer when the call
+    // comes from that delivery (many calls in one pass cost one check).
     void sourceChanged(const QString& kind);
+    void followTicks(NetworkMonitor* monitor) { ticks_ = monitor; }
     // Widget data of kinds changed (WidgetBridger): the faces are checked and hosts told.
     void widgetsReloaded(const QStringList& kinds, const QStringList& faceKinds);
 
@@ -109,6 +112,7 @@ private:
     QList<WatchEntry> watches_;
     QSet<QString> pending_;
     bool checkScheduled_ = false;
+    NetworkMonitor* ticks_ = nullptr;
     uint nextId_ = 1;
     int renders_ = 0;
     QDBusServiceWatcher* clientWatcher_ = nullptr;

@@ -37,23 +37,28 @@ QStringList WidgetBridger::allKinds() {
 }
 
 void WidgetBridger::reloadWiFiInterfaceWidget() {
-    reload({QString::fromLatin1(kWiFiInterfaceWidget)});
+    static const QStringList kinds{QString::fromLatin1(kWiFiInterfaceWidget)};
+    reload(kinds);
 }
 
 void WidgetBridger::reloadDataUsageWidget() {
-    reload({QString::fromLatin1(kDataUsageWidget)});
+    static const QStringList kinds{QString::fromLatin1(kDataUsageWidget)};
+    reload(kinds);
 }
 
 void WidgetBridger::reloadBatteryUsageWidget() {
-    reload({QString::fromLatin1(kBatteryWidget)});
+    static const QStringList kinds{QString::fromLatin1(kBatteryWidget)};
+    reload(kinds);
 }
 
 void WidgetBridger::reloadStorageWidget() {
-    reload({QString::fromLatin1(kStorageWidget)});
+    static const QStringList kinds{QString::fromLatin1(kStorageWidget)};
+    reload(kinds);
 }
 
 void WidgetBridger::reloadAppDataUsageWidget() {
-    reload({QString::fromLatin1(kAppDataUsageWidget)});
+    static const QStringList kinds{QString::fromLatin1(kAppDataUsageWidget)};
+    reload(kinds);
 }
 
 void WidgetBridger::reloadAllWidgets() {

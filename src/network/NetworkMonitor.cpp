@@ -106,6 +106,13 @@ void NetworkMonitor::removeActivityObserver(ActivityObserver* observer) {
     observers_.erase(std::remove(observers_.begin(), observers_.end(), observer), observers_.end());
 }
 
+bool NetworkMonitor::afterDelivery(std::function<void()> work) {
+    if (!walkingObservers_)
+        return false;
+    afterDelivery_.push_back(std::move(work));
+    return true;
+}
+
 void NetworkMonitor::applyPriority() {
     setThreadTimerSlack(performanceQueuePriority() == 1 ? kPreciseSlackNs : kBackgroundSlackNs);
 }
@@ -288,6 +295,10 @@ void NetworkMonitor::dispatchActivityObject(const ActivityRecord& record) {
     for (ActivityObserver* o : observers_)
         o->networkActivityDidUpdate(record);
     walkingObservers_ = false;
+    // Work asked for while this runs is outside the delivery and takes its own way.
+    auto work = std::exchange(afterDelivery_, {});
+    for (auto& w : work)
+        w();
 }
 
 QString NetworkMonitor::fullTimeText(unsigned long n) {

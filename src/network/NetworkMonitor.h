@@ -49,6 +49,9 @@ public:
     void insertActivityObserver(ActivityObserver* observer);
     void removeActivityObserver(ActivityObserver* observer);
     const std::vector<ActivityObserver*>& activityObservers() const { return observers_; }
+    // While a record is being delivered: runs work once every observer has it, in the same
+    // pass (work queued twice runs twice), and answers true. Otherwise false, and nothing runs.
+    bool afterDelivery(std::function<void()> work);
 
     void startMonitoring();
     void stopMonitoring();
@@ -108,6 +111,7 @@ private:
     double startedTime_ = 0.0;
     std::vector<ActivityObserver*> observers_;
     bool walkingObservers_ = false;
+    std::vector<std::function<void()>> afterDelivery_;
     NetActivities netActivities_;
     NetActivities avgActivities_;
     NetActivities seesionMaxActivities_;
