@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QColor>
 #include <QDBusConnection>
+#include <QImage>
 #include <QObject>
 
 class CPU;
@@ -22,5 +24,16 @@ public:
     CPU* view() const;
 
 private:
+    // The square gauge as last drawn for one size: handed out again while its tenth, size and
+    // colour stay, so a tick that moved the load within a tenth draws nothing.
+    struct Gauge {
+        int pixels = 0;
+        QRgb colour = 0;
+        int tenths = -1;
+        QImage image;
+    };
+    QImage gauge(int pixels, const QColor& colour);
+
     MenuBarItemHost* host_;
+    Gauge gauges_[2];
 };

@@ -53,10 +53,13 @@ void CPU::reload() {
     QColor background = line;
     background.setAlphaF(0.2);
     stockView.backgroundColor = background;
-    textLabel.runs = {
-        {text.isEmpty() ? QStringLiteral("--") : text, MenuDrawing::appFont(15, QFont::Bold)},
-        {QStringLiteral(" %"), MenuDrawing::appFont(8, QFont::Medium)}};
-    adaptWidth();
+    // The sparkline moved; the label (and with it the width) only when the figure changed,
+    // in the fonts the constructor chose.
+    const QString figure = text.isEmpty() ? QStringLiteral("--") : text;
+    if (textLabel.runs.size() == 2 && textLabel.runs[0].text != figure) {
+        textLabel.runs[0].text = figure;
+        adaptWidth();
+    }
     requestRedraw();
 }
 
@@ -71,6 +74,10 @@ void CPU::adaptWidth() {
     ++widthAnnouncements;
     if (widthChangedHandler)
         widthChangedHandler(w);
+}
+
+int CPU::gaugeTenths(uint64_t load) {
+    return static_cast<int>(std::round(std::min<uint64_t>(load, 100) / 10.0));
 }
 
 QImage CPU::gaugePicture(int pixels, const QColor& colour, uint64_t load) {
@@ -91,7 +98,7 @@ QImage CPU::gaugePicture(int pixels, const QColor& colour, uint64_t load) {
         p.drawLine(QPointF(1, at), QPointF(4, at));
         p.drawLine(QPointF(18, at), QPointF(21, at));
     }
-    const double tenths = std::round(std::min<uint64_t>(load, 100) / 10.0) / 10.0;
+    const double tenths = gaugeTenths(load) / 10.0;
     const QRectF inside = chip.adjusted(2.5, 2.5, -2.5, -2.5);
     if (tenths > 0) {
         p.setPen(Qt::NoPen);

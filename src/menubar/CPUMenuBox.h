@@ -22,6 +22,8 @@ public:
     // A square picture of load (0 ... 100) for hosts that squeeze items: a chip outline
     // filled from the bottom in steps of a tenth.
     static QImage gaugePicture(int pixels, const QColor& colour, uint64_t load);
+    // The tenths of load (0 ... 100) the gauge fills, 0 ... 10.
+    static int gaugeTenths(uint64_t load);
 
     // The load text; by default the CPU reader's (empty when it has none).
     static std::function<QString()>& cpuTextSource();

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
 #include <cmath>
 
 Storage::MenuBarStorageDisplayType Storage::displayTypeFromStored(int64_t stored) {
@@ -52,6 +53,12 @@ void Storage::refresh(bool force) {
     readable_ = readable;
     precentage = readable ? f : 0;
     const std::optional<double> shown = shownFraction();
+    // A volume in use changes by a few bytes every second; what is drawn changes only with
+    // the whole percent (rounded as the text rounds it, half to even).
+    const int percent = shown ? static_cast<int>(std::nearbyint(*shown * 100)) : -1;
+    if (!force && percent == shownPercent_)
+        return;
+    shownPercent_ = percent;
     const QString number = shown ? decimalText(*shown * 100, 0) : QStringLiteral("--");
     textLabel.runs = {{number, MenuDrawing::appFont(15, QFont::Bold)},
                       {QStringLiteral(" %"), MenuDrawing::appFont(8, QFont::Medium)}};
@@ -89,7 +96,7 @@ void Storage::drawContent(QPainter& p) const {
     p.setPen(QPen(faint, 3));
     p.setBrush(Qt::NoBrush);
     p.drawEllipse(c, kRingRadius, kRingRadius);
-    const double shown = shownFraction().value_or(0);
+    const double shown = std::max(shownPercent_, 0) / 100.0;
     if (shown > 0) {
         // From the top, clockwise (Qt's angles run counter-clockwise from three o'clock).
         QPainterPath arc;

@@ -18,8 +18,9 @@ public:
     double defaultWidth() const override { return kDefaultWidth; }
     BoxType boxType() const override { return BoxType::storage; }
     void update(const ActivityObject& activity) override;
-    // Takes the used share from the storage provider; rewrites the text when it changed
-    // or force is set. A volume that cannot be read shows "--" and an empty ring.
+    // Takes the used share from the storage provider; rewrites the text and redraws when
+    // the whole percent shown changed or force is set. A volume that cannot be read shows
+    // "--" and an empty ring.
     void refresh(bool force);
     // "1" means available, anything else used.
     static MenuBarStorageDisplayType displayTypeFromStored(int64_t stored);
@@ -30,7 +31,7 @@ public:
     int labelWrites = 0;
 
     // The share the ring and the text show (used or available), 0 ... 1; absent when the
-    // volume could not be read.
+    // volume could not be read. Both draw it in whole percents.
     std::optional<double> shownFraction() const;
     // The ring's centre and radius.
     QPointF ringCentre() const;
@@ -42,4 +43,6 @@ protected:
 private:
     void adaptWidth();
     bool readable_ = false;
+    // The whole percent drawn, -1 for "--".
+    int shownPercent_ = -2;
 };

@@ -222,16 +222,28 @@ TEST_F(ItemTest, StorageTextRingAndUnreadableVolume) {
         EXPECT_EQ(image.pixelColor(bottom).alpha() > 200, r.ring > 0.5);
     }
 
-    // Unchanged share: the label is not written again; a display change writes it.
+    // A share that stays within its whole percent (a volume in use moves by some bytes every
+    // second) neither writes the label nor redraws; the next percent and a display change do.
     settings.setInteger(SettingsKey::WantsStorageMenuBarDisplay, 0);
     Storage view;
     const int writes = view.labelWrites;
-    view.update(ActivityObject{});
+    const int redraws = view.redrawRequests();
+    for (int64_t available : {750, 746, 754}) {
+        volume->figures = VolumeCapacities{1000, available, available, available, available};
+        view.update(ActivityObject{});
+    }
     EXPECT_EQ(view.labelWrites, writes);
+    EXPECT_EQ(view.redrawRequests(), redraws);
+    EXPECT_DOUBLE_EQ(view.precentage, 0.246);
+    volume->figures = VolumeCapacities{1000, 744, 744, 744, 744};
+    view.update(ActivityObject{});
+    EXPECT_EQ(view.textLabel.text(), QStringLiteral("26 %"));
+    EXPECT_EQ(view.redrawRequests(), redraws + 1);
+    volume->figures = VolumeCapacities{1000, 750, 750, 750, 750};
     settings.setInteger(SettingsKey::WantsStorageMenuBarDisplay, 1);
     NotificationCenter::defaultCenter().post(
         QString::fromLatin1(Storage::DisplayTypeDidChangeNotification));
-    EXPECT_EQ(view.labelWrites, writes + 1);
+    EXPECT_EQ(view.labelWrites, writes + 2);
     EXPECT_EQ(view.textLabel.text(), QStringLiteral("75 %"));
 
     // A volume that cannot be read: "--", an empty ring, no NaN anywhere.
