@@ -6,30 +6,8 @@
 set -euo pipefail
 BUILD=${1:-build}
 SECONDS_RUN=${2:-20}
-TOOL=$BUILD/tools/lumenstat-nettop/lumenstat-nettop
-NETHOGS=$(command -v nethogs || echo /usr/sbin/nethogs)
-[ -x "$TOOL" ] || { echo "no $TOOL: build the lumenstat-nettop target first" >&2; exit 1; }
-[ -x "$NETHOGS" ] || { echo "nethogs is not installed (Debian package nethogs)" >&2; exit 1; }
-[ "$(id -u)" = 0 ] || { echo "run as root: network namespaces, and nethogs captures" >&2; exit 1; }
-
-A=nbA$$ B=nbB$$
-work=$(mktemp -d)
-cleanup() {
-  for p in $(jobs -p); do kill "$p" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  ip netns del $A 2>/dev/null || true
-  ip netns del $B 2>/dev/null || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-ip netns add $A
-ip netns add $B
-ip -n $A link add eth0 type veth peer name peer0 netns $B
-ip -n $A addr add 10.233.1.1/24 dev eth0
-ip -n $B addr add 10.233.1.2/24 dev peer0
-for ns in $A $B; do ip -n $ns link set lo up; done
-ip -n $A link set eth0 up
-ip -n $B link set peer0 up
+A=nbA$$ B=nbB$$ NET=10.233.1
+. "$(dirname "$0")/nettop_lib.sh"
 ulimit -n 8192
 
 # The peer echoes whatever arrives; the client keeps 1,000 connections and sends 200 bytes
