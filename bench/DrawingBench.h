@@ -42,6 +42,18 @@ public:
         benchmark::Shutdown();
     }
 
+    // The whole main() of a benchmark over one fixture that slot points at while it runs.
+    template <typename Fixture> static int main(int& argc, char** argv, Fixture*& slot) {
+        DrawingBench bench(argc, argv);
+        if (!bench.ready())
+            return 2;
+        Fixture f;
+        slot = &f;
+        run(argc, argv);
+        slot = nullptr;
+        return 0;
+    }
+
 private:
     QByteArray base_;
     std::unique_ptr<QApplication> app_;

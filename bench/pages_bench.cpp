@@ -133,12 +133,5 @@ BENCHMARK(BM_AppUsageOpen)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    DrawingBench bench(argc, argv);
-    if (!bench.ready())
-        return 2;
-    Fixture f;
-    fixture = &f;
-    DrawingBench::run(argc, argv);
-    fixture = nullptr;
-    return 0;
+    return DrawingBench::main(argc, argv, fixture);
 }

@@ -110,15 +110,7 @@ QImage CPU::gaugePicture(int pixels, const QColor& colour, uint64_t load) {
 }
 
 void CPU::drawContent(QPainter& p) const {
-    if (stockView.backgroundColor) {
-        QPainterPath box;
-        box.addRoundedRect(stockView.frame(), stockView.cornerRadius, stockView.cornerRadius);
-        p.save();
-        p.setRenderHint(QPainter::Antialiasing, true);
-        p.fillPath(box, *stockView.backgroundColor);
-        p.restore();
-    }
-    stockView.paint(p);
+    stockView.paintOnBackground(p);
     MenuLabel centred = textLabel;
     centred.origin = QPointF(kTextLeft + (width() - kTextLeft) / 2, kMenuBarHeight / 2);
     centred.paint(p, labelColor());

@@ -671,15 +671,7 @@ void LargeWithStock::adaptWidth() {
 }
 
 void LargeWithStock::drawContent(QPainter& p) const {
-    if (stockView.backgroundColor) {
-        QPainterPath box;
-        box.addRoundedRect(stockView.frame(), stockView.cornerRadius, stockView.cornerRadius);
-        p.save();
-        p.setRenderHint(QPainter::Antialiasing, true);
-        p.fillPath(box, *stockView.backgroundColor);
-        p.restore();
-    }
-    stockView.paint(p);
+    stockView.paintOnBackground(p);
     MenuLabel centred = textLabel;
     centred.origin = QPointF(40 + (width() - 40) / 2, kMenuBarHeight / 2);
     centred.paint(p, labelColor());

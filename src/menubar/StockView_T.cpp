@@ -286,6 +286,18 @@ void StockView_T::paintFinal(QPainter& p) const {
     paintPaths(p, paths_.line, paths_.fill);
 }
 
+void StockView_T::paintOnBackground(QPainter& p) const {
+    if (backgroundColor) {
+        QPainterPath box;
+        box.addRoundedRect(frame(), cornerRadius, cornerRadius);
+        p.save();
+        p.setRenderHint(QPainter::Antialiasing, true);
+        p.fillPath(box, *backgroundColor);
+        p.restore();
+    }
+    paint(p);
+}
+
 void StockView_T::paint(QPainter& p) const {
     if (!animated_ || progress_ >= 1.0 || fromPoints_.size() != paths_.points.size()) {
         paintFinal(p);

@@ -32,7 +32,7 @@ public:
     size_t length = 20;
     bool wantsAutoAdjustData = true;
     double lineWidth = 1.5;
-    std::optional<QColor> backgroundColor; // painted by owners, not by the view
+    std::optional<QColor> backgroundColor; // drawn by paintOnBackground only
     const bool isInAppExtension;
 
     // The series, oldest first, loaded on first use.
@@ -65,6 +65,8 @@ public:
     void paintFinal(QPainter& p) const;
     // Draws the animated state when animation is on, else the final one.
     void paint(QPainter& p) const;
+    // The rounded box in backgroundColor (when one is set) under the frame, then paint().
+    void paintOnBackground(QPainter& p) const;
     // Live windows animate path changes; the tray pixmap never does.
     void setAnimated(bool animated) { animated_ = animated; }
     // While suspended (its window is hidden) the series still grows but nothing is drawn or
