@@ -3,50 +3,30 @@
 # org.kde.plasma.systemtray, kded5's statusnotifierwatcher) on a dark Plasma theme: the item
 # shows its symbolic icon in the panel's light text colour, the host never reports the menu as
 # disabled, and a right click opens the menu with our entries. Skips (77) with a message when a
-# piece of the host is missing. LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots.
+# piece of the host is missing. LUMENSTAT_KEEP_SCREENSHOT=DIR keeps the screenshots,
+# LUMENSTAT_TEST_DISPLAY=N picks the Xvfb display (a free one otherwise).
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-app=${LUMENSTAT_BINARY:-}
-for tool in Xvfb plasmoidviewer kded5 kwriteconfig5 dbus-run-session gdbus xwd xdotool python3; do
-  if ! command -v "$tool" >/dev/null; then
-    echo "SKIP: $tool is not installed (scripts/install-deps.sh installs the Plasma host)"
+if [ -z "${LUMENSTAT_PLASMA_INNER:-}" ]; then
+  . "$here/../support/host_itest.sh"
+  host_itest_begin "scripts/install-deps.sh installs the Plasma host" \
+    Xvfb plasmoidviewer kded5 kwriteconfig5 dbus-run-session gdbus xwd xwininfo xdotool python3
+  if [ ! -d /usr/share/plasma/plasmoids/org.kde.plasma.systemtray ]; then
+    echo "SKIP: the system tray applet (plasma-workspace) is not installed"
     exit 77
   fi
-done
-if [ ! -d /usr/share/plasma/plasmoids/org.kde.plasma.systemtray ]; then
-  echo "SKIP: the system tray applet (plasma-workspace) is not installed"
-  exit 77
-fi
-if [ -z "$app" ] || [ ! -x "$app" ]; then
-  echo "SKIP: LUMENSTAT_BINARY is not set to the built app"
-  exit 77
-fi
-display=${LUMENSTAT_TEST_DISPLAY:-:51}
-
-if [ -z "${LUMENSTAT_PLASMA_INNER:-}" ]; then
-  work=$(mktemp -d)
   mkdir -p "$work/home" "$work/run" && chmod 700 "$work/run"
-  Xvfb "$display" -screen 0 1280x800x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-  xvfb=$!
-  for _ in $(seq 50); do [ -e "/tmp/.X11-unix/X${display#:}" ] && break; sleep 0.1; done
-  sleep 0.3
-  if ! kill -0 "$xvfb" 2>/dev/null; then
-    echo "FAIL: Xvfb could not start on $display (in use? set LUMENSTAT_TEST_DISPLAY)"
-    cat "$work/xvfb.log"; rm -rf "$work"; exit 1
-  fi
+  host_xvfb 1280x800 || exit 1
   HOME=$work/home XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/home/.config \
-    XDG_DATA_HOME=$work/home/.local/share DISPLAY=$display LUMENSTAT_PLASMA_INNER=$work \
+    XDG_DATA_HOME=$work/home/.local/share LUMENSTAT_PLASMA_INNER=$work \
     timeout 100 dbus-run-session -- bash "$0" >"$work/run.log" 2>&1 </dev/null
   rc=$?
   grep -E "^(PASS|FAIL|SKIP)|^[0-9]|light|changed" "$work/run.log"
-  kill "$xvfb" 2>/dev/null
-  [ -n "${LUMENSTAT_KEEP_SCREENSHOT:-}" ] && cp "$work"/*.png "$LUMENSTAT_KEEP_SCREENSHOT"/ 2>/dev/null
-  rm -rf "$work"
   exit $rc
 fi
 
 # Inside the private session bus.
-work=$LUMENSTAT_PLASMA_INNER
+work=$LUMENSTAT_PLASMA_INNER app=$LUMENSTAT_BINARY
 pids=()
 cleanup() {
   # Also the services the bus started for the host (kglobalaccel5, kactivitymanagerd, ...).

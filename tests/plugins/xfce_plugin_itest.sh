@@ -7,43 +7,14 @@
 # Skips (77) when the host or the plug-in's build is missing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-menubar="$here/../menubar"
-plugins=${LUMENSTAT_XFCE_PLUGINS:-}
-. "$here/../support/host_itest.sh"
-host_itest_begin "scripts/install-deps.sh installs the panel host" \
-  Xvfb xfce4-panel xfconf-query dbus-daemon xwd xwininfo xdotool gdbus unshare
-module="$plugins/lib/liblumenstat-network.so"
-if [ -z "$plugins" ] || [ ! -f "$module" ]; then
-  echo "SKIP: the xfce4-panel plug-ins are not built (libxfce4panel-2.0-dev is missing)"; exit 77
-fi
-fail() {
-  echo "FAIL: $*"
-  echo "--- panel log"; cat "$work/panel.log"; echo "--- app log"; cat "$work/app.log" 2>/dev/null
-  exit 1
-}
-
-. "$menubar/xfce_panel_session.sh"
-if ! use_built_plugin "$plugins" network; then
-  # xfce4-panel 4.18 loads plug-ins only from its own folders; without a mount namespace
-  # (root or user namespaces) the built one cannot be shown to it.
-  echo "SKIP: the built plug-in cannot be put where xfce4-panel looks"; exit 77
-fi
+. "$here/xfce_host.sh"
+xfce_plugins_begin network
 
 # The face between two expanding separators, so the app's panel can hang centred under it, on
-# a dark panel whose theme gives the plug-in light text and a background of its own to find
-# its area by.
-bg=2f353b ink=e8eaed
+# a dark panel whose theme gives the plug-in a background of its own to find its area by.
+bg=2f353b
 panel_plugins=(separator lumenstat-network separator)
-dark_panel() {
-  local i
-  for i in 1 3; do panel_item "$i" expand bool true; panel_item "$i" style uint 0; done
-  xfconf-query -c xfce4-panel -p /panels/panel-1/background-style -n -t uint -s 1
-  xfconf-query -c xfce4-panel -p /panels/panel-1/background-rgba -n -a \
-    -t double -s 0.133 -t double -s 0.149 -t double -s 0.169 -t double -s 1
-}
-panel_setup=dark_panel
-export XDG_CONFIG_HOME="$work/config"
-mkdir -p "$XDG_CONFIG_HOME/gtk-3.0" "$XDG_CONFIG_HOME/lumenstat"
+mkdir -p "$XDG_CONFIG_HOME/lumenstat"
 echo "#lumenstat-network-2 { background-color: #$bg; color: #$ink; }" \
   >"$XDG_CONFIG_HOME/gtk-3.0/gtk.css"
 # The floating window of a first start stays out of this test.
@@ -53,23 +24,17 @@ echo '{"ASDidInitSettings": true, "com.quillfern.lumenstat.welcome": true}' \
 
 start_xfce_panel 1024 600 || fail "the panel host did not start"
 bar_height=$(xfconf-query -c xfce4-panel -p /panels/panel-1/size)
-shot() { xwd -root -silent >"$work/$1.xwd"; }
-area() { /usr/bin/python3 "$menubar/xwd_tool.py" box "$work/$1.xwd" "$bg" 100; }
-
 shot empty
-[ -z "$(area empty)" ] || fail "the plug-in shows while the app is not running"
+[ -z "$(area empty "$bg")" ] || fail "the plug-in shows while the app is not running"
 
-QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
-app_pid=$!; pids+=("$app_pid")
+start_app
 face() { # face HEIGHT: "width text" of the network face as the app renders it for the panel
-  gdbus call --session -d com.quillfern.Lumenstat -o / -m com.quillfern.Lumenstat.Face.Render \
-    network "$1" 1 "$((0xff000000 | 0x$ink))" 2>/dev/null |
-    sed -n 's/^(\([0-9]*\), [0-9]*, .*, \(.*\))$/\1 \2/p'
+  face_render network "$1" | sed -n 's/^(\([0-9]*\), [0-9]*, .*, \(.*\))$/\1 \2/p'
 }
 wait_area() { # wait_area WIDTH: until the plug-in's area is that wide
   for _ in $(seq 40); do
     shot now
-    read -r ax ay aw ah <<<"$(area now)"
+    read -r ax ay aw ah <<<"$(area now "$bg")"
     [ "${aw:-0}" = "$1" ] && return 0
     sleep 0.25
   done
@@ -88,9 +53,9 @@ wait_area "$width" || fail "the plug-in's area is '${aw:-none}' px wide, expecte
 echo "plug-in at $ax,$ay size ${aw}x$ah on a $bar_height px panel"
 [ "$ay" -eq 0 ] && [ "$ah" -eq "$bar_height" ] || fail "the plug-in does not fill the panel's height"
 mv "$work/now.xwd" "$work/wide.xwd"
-/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/wide.xwd" "$work/xfce-plugin.png" \
+xwd_tool crop "$work/wide.xwd" "$work/xfce-plugin.png" \
   $((ax + aw / 2 - 200)) 0 400 "$bar_height"
-inked=$(/usr/bin/python3 "$menubar/xwd_tool.py" count "$work/wide.xwd" "$ax" "$ay" "$aw" "$ah" "$ink" 24)
+inked=$(xwd_tool count "$work/wide.xwd" "$ax" "$ay" "$aw" "$ah" "$ink" 24)
 echo "pixels in the panel's text colour: $inked"
 [ "$inked" -ge 30 ] || fail "the face carries no ink in the panel's text colour"
 
@@ -114,12 +79,12 @@ PY
   changed=0
   for _ in $(seq 20); do
     sleep 0.25; shot busy
-    changed=$(/usr/bin/python3 "$menubar/xwd_tool.py" diff "$work/wide.xwd" "$work/busy.xwd" "$bar_height")
+    changed=$(xwd_tool diff "$work/wide.xwd" "$work/busy.xwd" "$bar_height")
     [ "$changed" -gt 20 ] && break
   done
   echo "pixels changed by traffic: $changed ($(face "$bar_height" | cut -d' ' -f2-))"
   [ "$changed" -gt 20 ] || fail "the plug-in did not show new speeds during traffic"
-  /usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/xfce-plugin.png" \
+  xwd_tool crop "$work/busy.xwd" "$work/xfce-plugin.png" \
     $((ax + aw / 2 - 200)) 0 400 "$bar_height"
   kill "$traffic_pid" 2>/dev/null; wait "$traffic_pid" 2>/dev/null
 else
@@ -144,42 +109,26 @@ xfconf-query -c xfce4-panel -p /panels/panel-1/size -s "$bar_height"
 wait_area "$width" || fail "the plug-in did not come back to the panel's first size"
 
 # A click hangs the app's panel from the plug-in's bottom edge, centred under it.
-panel_geometry() {
-  local id
-  id=$(xwininfo -root -tree | awk '/"Lumenstat panel"/ {print $1; exit}')
-  [ -n "$id" ] || return 0
-  xwininfo -id "$id" | awk '/Absolute upper-left X/ {x=$NF} /Absolute upper-left Y/ {y=$NF}
-    /Width:/ {w=$NF} /Height:/ {h=$NF} /Map State: IsViewable/ {v=1}
-    END { if (v) print x, y, w, h }'
-}
 xdotool mousemove $((ax + aw / 2)) $((ay + ah / 2)) click 1
-g=""
-for _ in $(seq 30); do
-  g=$(panel_geometry); [ -n "$g" ] && break; sleep 0.1
-done
-[ -n "$g" ] || fail "a click on the plug-in did not open the app's panel"
-read -r px py pw ph <<<"$g"
+wait_app_panel shown || fail "a click on the plug-in did not open the app's panel"
+read -r px py pw ph <<<"$app_panel_now"
 echo "app panel at $px,$py size ${pw}x$ph"
 sleep 1 # its first frames
 shot open
-/usr/bin/python3 "$menubar/xwd_tool.py" crop "$work/open.xwd" "$work/xfce-plugin-panel.png" \
+xwd_tool crop "$work/open.xwd" "$work/xfce-plugin-panel.png" \
   $((px - 40)) 0 $((pw + 80)) $((py + ph + 10))
 centre=$((ax + aw / 2))
 [ $((px + pw / 2 - centre)) -le 1 ] && [ $((centre - px - pw / 2)) -le 1 ] ||
   fail "the app's panel is centred at $((px + pw / 2)), the plug-in at $centre"
 [ "$py" -eq $((ay + ah)) ] || fail "the app's panel starts at y $py, the plug-in ends at $((ay + ah))"
 xdotool mousemove $((ax + aw / 2)) $((ay + ah / 2)) click 1
-for _ in $(seq 30); do
-  [ -z "$(panel_geometry)" ] && break; sleep 0.1
-done
-[ -z "$(panel_geometry)" ] || fail "a second click did not close the app's panel"
+wait_app_panel hidden || fail "a second click did not close the app's panel"
 
 # Without the app the plug-in shows nothing, and it comes back with the app.
 kill "$app_pid"; wait "$app_pid" 2>/dev/null
 sleep 0.5; shot gone
-[ -z "$(area gone)" ] || fail "the plug-in still shows after the app quit"
-QT_QPA_PLATFORM=xcb "$app" >>"$work/app.log" 2>&1 &
-app_pid=$!; pids+=("$app_pid")
+[ -z "$(area gone "$bg")" ] || fail "the plug-in still shows after the app quit"
+start_app
 wait_area "$width" || fail "the plug-in did not come back with the app"
 kill -0 "$panel_pid" || fail "xfce4-panel ended"
 echo "PASS"
