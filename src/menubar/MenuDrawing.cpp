@@ -3,9 +3,11 @@
 #include "settings/AppFont.h"
 
 #include <QFontMetricsF>
+#include <QHash>
 #include <QPainter>
 
 #include <algorithm>
+#include <utility>
 
 namespace MenuDrawing {
 
@@ -78,6 +80,40 @@ void strokeImage(QPainter& p, const QPainterPath& path, QPointF origin, const QC
     p.restore();
 }
 
+namespace {
+// Shaping a text is the dearest part of laying out a label, and the labels measure the
+// same few figures every second: the widths are kept per font and text. A label set that
+// keeps changing (speeds) fills the table, which then starts again.
+struct LineMetrics {
+    qreal ascent = 0;
+    qreal height = 0;
+};
+
+const LineMetrics& lineMetrics(const QFont& font) {
+    thread_local QHash<QFont, LineMetrics> cache;
+    auto it = cache.constFind(font);
+    if (it == cache.constEnd()) {
+        if (cache.size() >= 64)
+            cache.clear();
+        const QFontMetricsF fm(font);
+        it = cache.insert(font, LineMetrics{fm.ascent(), fm.height()});
+    }
+    return *it;
+}
+} // namespace
+
+qreal textAdvance(const QFont& font, const QString& text) {
+    thread_local QHash<std::pair<QFont, QString>, qreal> cache;
+    const std::pair<QFont, QString> key(font, text);
+    auto it = cache.constFind(key);
+    if (it == cache.constEnd()) {
+        if (cache.size() >= 512)
+            cache.clear();
+        it = cache.insert(key, QFontMetricsF(font).horizontalAdvance(text));
+    }
+    return *it;
+}
+
 } // namespace MenuDrawing
 
 QString MenuLabel::text() const {
@@ -91,9 +127,8 @@ QSizeF MenuLabel::fittingSize() const {
     qreal w = 0;
     qreal h = 0;
     for (const TextRun& r : runs) {
-        const QFontMetricsF fm(r.font);
-        w += fm.horizontalAdvance(r.text);
-        h = std::max(h, fm.height());
+        w += MenuDrawing::textAdvance(r.font, r.text);
+        h = std::max(h, MenuDrawing::lineMetrics(r.font).height);
     }
     return {w, h};
 }
@@ -119,12 +154,8 @@ void MenuLabel::paint(QPainter& p, const QColor& colour) const {
     const QRectF box = frame();
     // Runs share one baseline: the largest ascent below the top of the frame.
     qreal ascent = 0;
-    qreal height = 0;
-    for (const TextRun& r : runs) {
-        const QFontMetricsF fm(r.font);
-        ascent = std::max(ascent, fm.ascent());
-        height = std::max(height, fm.height());
-    }
+    for (const TextRun& r : runs)
+        ascent = std::max(ascent, MenuDrawing::lineMetrics(r.font).ascent);
     const qreal baseline = box.top() + ascent;
     qreal x = box.left();
     p.save();
@@ -138,8 +169,7 @@ void MenuLabel::paint(QPainter& p, const QColor& colour) const {
     for (const TextRun& r : runs) {
         p.setFont(r.font);
         p.drawText(QPointF(x, baseline), r.text);
-        x += QFontMetricsF(r.font).horizontalAdvance(r.text);
+        x += MenuDrawing::textAdvance(r.font, r.text);
     }
     p.restore();
-    (void)height;
 }

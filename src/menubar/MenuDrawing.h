@@ -24,6 +24,8 @@ QPainterPath downloadArrowPath();
 QPainterPath doubleArrowPath();
 // The square up/down picture of the icon style, in a 16 x 16 box.
 QPainterPath iconPicturePath();
+// The advance of text in font, as QFontMetricsF gives it (remembered).
+qreal textAdvance(const QFont& font, const QString& text);
 // Strokes path translated to origin with colour.
 void strokeImage(QPainter& p, const QPainterPath& path, QPointF origin, const QColor& colour);
 

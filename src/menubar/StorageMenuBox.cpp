@@ -45,13 +45,13 @@ std::optional<double> Storage::shownFraction() const {
 }
 
 void Storage::refresh(bool force) {
-    const double f = StorageUsageProvider::getStorageUsagePercentage();
-    const bool readable =
-        std::isfinite(f) && f >= 0 && f <= 1 && StorageUsageProvider::getTotalCapacityInBytes() > 0;
+    const std::optional<double> used = StorageUsageProvider::usedFraction();
+    const bool readable = used.has_value();
+    const double f = used.value_or(0);
     if (!force && readable == readable_ && (!readable || f == precentage))
         return;
     readable_ = readable;
-    precentage = readable ? f : 0;
+    precentage = f;
     const std::optional<double> shown = shownFraction();
     // A volume in use changes by a few bytes every second; what is drawn changes only with
     // the whole percent (rounded as the text rounds it, half to even).

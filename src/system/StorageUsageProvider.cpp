@@ -8,6 +8,7 @@
 #include <QLocale>
 #include <QtGlobal>
 
+#include <cmath>
 #include <mutex>
 
 namespace {
@@ -129,6 +130,18 @@ double StorageUsageProvider::getStorageUsagePercentage() {
     const VolumeCapacities v = volume();
     const int64_t available = availableFor(v, reference);
     return 1.0 - static_cast<double>(available) / static_cast<double>(v.total);
+}
+
+std::optional<double> StorageUsageProvider::usedFraction() {
+    const int64_t reference = storageReferenceSetting();
+    const VolumeCapacities v = volume();
+    if (v.total <= 0)
+        return std::nullopt;
+    const double f =
+        1.0 - static_cast<double>(availableFor(v, reference)) / static_cast<double>(v.total);
+    if (!std::isfinite(f) || f < 0 || f > 1)
+        return std::nullopt;
+    return f;
 }
 
 QString StorageUsageProvider::fileStyleText(int64_t bytes) {

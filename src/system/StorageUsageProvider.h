@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 class SettingsDomain;
 
@@ -36,6 +37,9 @@ public:
     // 1 - available / total, available by the "StorageReference" setting. A fraction
     // despite the name; not finite when the total is 0.
     static double getStorageUsagePercentage();
+    // The same fraction from one query, or nothing when the volume cannot be read or its
+    // figures make no fraction between 0 and 1.
+    static std::optional<double> usedFraction();
 
     // Texts in the decimal file-size style, unit included.
     static QString getUsedStorage();

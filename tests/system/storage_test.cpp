@@ -114,6 +114,7 @@ TEST_F(StorageTest, ReferenceSettingChoosesTheAvailableMeasure) {
             group.remove(SettingsKey::StorageReference);
         EXPECT_EQ(SUP::getAvailableStorage(), SUP::fileStyleText(available));
         EXPECT_DOUBLE_EQ(SUP::getStorageUsagePercentage(), 1.0 - double(available) / 1e9);
+        EXPECT_EQ(SUP::usedFraction(), SUP::getStorageUsagePercentage());
     }
     // The single-measure texts ignore the setting.
     EXPECT_EQ(SUP::getImportantAvailableCapacity(), "100.0 MB");
@@ -135,6 +136,9 @@ TEST_F(StorageTest, EveryCallAsksTheVolumeAgainAndUnreadableCountsAsZero) {
     EXPECT_EQ(SUP::getUsedStorageDescriptor().unit, "KB");
     // 1 - 0/0: callers must cope with a value that is not finite.
     EXPECT_FALSE(std::isfinite(SUP::getStorageUsagePercentage()));
+    EXPECT_EQ(SUP::usedFraction(), std::nullopt);
+    feed(1000, 2000, 2000, 2000); // more free than the whole: no fraction either
+    EXPECT_EQ(SUP::usedFraction(), std::nullopt);
 }
 
 TEST(VolumeStatsTest, ReadsARealVolumeAndRefusesAMissingPath) {
