@@ -75,6 +75,20 @@ class Watcher(dbus.service.Object):
                              reply_handler=lambda *r: emit(method, reply=plain(r)),
                              error_handler=lambda e: emit("error", method=method, message=str(e)))
 
+    def probe(self):
+        """Reads that must fail: a property the item does not have, and a write."""
+        service, path = self.items[-1]
+        props = dbus.Interface(self.bus.get_object(service, path), "org.freedesktop.DBus.Properties")
+        errors = []
+        for call in (lambda: props.Get(ITEM_IFACE, "NoSuchProperty"),
+                     lambda: props.Set(ITEM_IFACE, "Status", dbus.String("Passive", variant_level=1))):
+            try:
+                call()
+                errors.append("")
+            except dbus.DBusException as e:
+                errors.append(e.get_dbus_name())
+        emit("probed", errors=errors, status=str(props.Get(ITEM_IFACE, "Status")))
+
     def activate(self, x, y):
         if not self.items:
             emit("error", message="no item")
@@ -118,6 +132,8 @@ def main():
         ids = [dbus.Int32(int(w)) for w in words[1:]]
         if words and words[0] == "activate" and len(words) == 3:
             watcher.activate(int(words[1]), int(words[2]))
+        elif words == ["probe"]:
+            watcher.probe()
         elif words == ["menu"]:
             watcher.menu_call("GetLayout", dbus.Int32(0), dbus.Int32(-1),
                               dbus.Array([], signature="s"))

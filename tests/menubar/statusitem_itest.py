@@ -110,6 +110,11 @@ def main():
         checks.expect(not host.wait("NewIcon", timeout=2.5), "the unchanged square icon went again")
         host.send("activate 321 7")
         checks.expect(host.wait("activated"), "Activate(x, y) was not answered")
+        host.send("probe")
+        e = host.wait("probed")
+        checks.expect(e and e["errors"] == ["org.freedesktop.DBus.Error.UnknownProperty",
+                                            "org.freedesktop.DBus.Error.PropertyReadOnly"]
+                      and e["status"] == "Active", "unknown or written properties: %r" % e)
 
         host.send("menu")
         menu = host.wait("GetLayout")

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDBusAbstractAdaptor>
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusObjectPath>
@@ -8,9 +7,15 @@
 #include <QObject>
 #include <QPoint>
 #include <QString>
+#include <QVariantMap>
+
+#include <initializer_list>
+#include <memory>
 
 class QDBusServiceWatcher;
 class QTimer;
+class SniObject;
+struct SniShared;
 
 // One icon of a StatusNotifierItem: ARGB32 pixels in network byte order.
 struct SniIconPixmap {
@@ -45,6 +50,11 @@ const QDBusArgument& operator>>(const QDBusArgument& arg, SniToolTip& tip);
 // exports the item at /StatusNotifierItem, registers with org.kde.StatusNotifierWatcher and
 // registers again whenever a watcher (re)appears. Change signals are sent only when the
 // icon, tooltip or label really changed.
+//
+// Hosts read the properties again after every change signal. Those reads are answered on
+// the bus connection's own thread from a copy of the properties kept under a lock, so a
+// figure that changes every second costs one message each way and no wake-up of the GUI
+// thread; clicks are handed to the GUI thread.
 class StatusNotifierItem : public QObject {
     Q_OBJECT
 public:
@@ -70,15 +80,15 @@ public:
     // empty, with the pixmaps as a fall-back: one NewIcon for all three.
     bool setIcon(const QString& name, const QString& themePath, const SniIconPixmapList& icons);
     // What screen readers say for the icon.
-    void setAccessibleDescription(const QString& text) { accessibleDescription_ = text; }
+    void setAccessibleDescription(const QString& text);
     // The object path of the item's com.canonical.dbusmenu menu ("/NO_DBUSMENU": none).
-    void setMenuPath(const QString& path) { menuPath_ = path; }
+    void setMenuPath(const QString& path);
     bool setToolTip(const QString& title, const QString& text);
     bool setLabel(const QString& label, const QString& guide);
     void setTitle(const QString& title);
     void setStatus(const QString& status);
 
-    // Read side used by the adaptor.
+    // Read side.
     QString id() const { return id_; }
     QString title() const { return title_; }
     QString status() const { return status_; }
@@ -91,7 +101,9 @@ public:
     QString label() const { return label_; }
     QString labelGuide() const { return labelGuide_; }
 
-    // Called by the adaptor.
+    // Every property of org.kde.StatusNotifierItem by name, as the bus sees them.
+    QVariantMap properties() const;
+
     void activate(int x, int y);
     void secondaryActivate(int x, int y);
 
@@ -99,12 +111,6 @@ signals:
     void activated(QPoint position);
     void secondaryActivated(QPoint position);
     void watcherChanged(bool present);
-    // Re-emitted on the bus by the adaptor.
-    void NewIcon();
-    void NewToolTip();
-    void NewTitle();
-    void NewStatus(const QString& status);
-    void XAyatanaNewLabel(const QString& label, const QString& guide);
 
 private slots:
     void onWatcherRegistered();
@@ -114,6 +120,10 @@ private:
     void registerWithWatcher();
     // Sends Id and Menu in a PropertiesChanged signal.
     void announceBasicProperties();
+    // Sends the item's signal member with args.
+    void sendSignal(const char* member, const QVariantList& args = {});
+    // Puts the named properties, as they are now, where the bus reads them.
+    void share(std::initializer_list<const char*> names);
 
     QDBusConnection bus_;
     QString id_;
@@ -132,72 +142,10 @@ private:
     bool published_ = false;
     bool registered_ = false;
     int registrations_ = 0;
+    // What the bus reads, shared with the object that answers it.
+    std::shared_ptr<SniShared> shared_;
+    SniObject* object_ = nullptr;
     QDBusServiceWatcher* watcher_ = nullptr;
     QTimer* announcer_ = nullptr;
     int announcementsLeft_ = 0;
-};
-
-// The D-Bus face of StatusNotifierItem.
-class StatusNotifierItemAdaptor : public QDBusAbstractAdaptor {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")
-    Q_PROPERTY(QString Category READ category)
-    Q_PROPERTY(QString Id READ id)
-    Q_PROPERTY(QString Title READ title)
-    Q_PROPERTY(QString Status READ status)
-    Q_PROPERTY(int WindowId READ windowId)
-    Q_PROPERTY(QString IconName READ iconName)
-    Q_PROPERTY(QString IconAccessibleDesc READ accessibleDescription)
-    Q_PROPERTY(QString AttentionAccessibleDesc READ emptyText)
-    Q_PROPERTY(SniIconPixmapList IconPixmap READ iconPixmap)
-    Q_PROPERTY(QString OverlayIconName READ emptyText)
-    Q_PROPERTY(SniIconPixmapList OverlayIconPixmap READ noPixmaps)
-    Q_PROPERTY(QString AttentionIconName READ emptyText)
-    Q_PROPERTY(SniIconPixmapList AttentionIconPixmap READ noPixmaps)
-    Q_PROPERTY(QString AttentionMovieName READ emptyText)
-    Q_PROPERTY(QString IconThemePath READ iconThemePath)
-    Q_PROPERTY(SniToolTip ToolTip READ toolTip)
-    Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
-    Q_PROPERTY(QDBusObjectPath Menu READ menu)
-    Q_PROPERTY(QString XAyatanaLabel READ label)
-    Q_PROPERTY(QString XAyatanaLabelGuide READ labelGuide)
-    Q_PROPERTY(uint XAyatanaOrderingIndex READ orderingIndex)
-public:
-    explicit StatusNotifierItemAdaptor(StatusNotifierItem* item);
-
-    QString category() const { return QStringLiteral("ApplicationStatus"); }
-    QString id() const { return item_->id(); }
-    QString title() const { return item_->title(); }
-    QString status() const { return item_->status(); }
-    int windowId() const { return 0; }
-    QString iconName() const { return item_->iconName(); }
-    QString iconThemePath() const { return item_->iconThemePath(); }
-    QString accessibleDescription() const { return item_->accessibleDescription(); }
-    SniIconPixmapList iconPixmap() const { return item_->iconPixmaps(); }
-    QString emptyText() const { return QString(); }
-    SniIconPixmapList noPixmaps() const { return {}; }
-    SniToolTip toolTip() const { return item_->toolTip(); }
-    bool itemIsMenu() const { return false; }
-    QDBusObjectPath menu() const { return QDBusObjectPath(item_->menuPath()); }
-    QString label() const { return item_->label(); }
-    QString labelGuide() const { return item_->labelGuide(); }
-    uint orderingIndex() const { return 0; }
-
-public slots:
-    void Activate(int x, int y) { item_->activate(x, y); }
-    void SecondaryActivate(int x, int y) { item_->secondaryActivate(x, y); }
-    void ContextMenu(int x, int y) { item_->secondaryActivate(x, y); }
-    void Scroll(int, const QString&) {}
-
-signals:
-    void NewIcon();
-    void NewToolTip();
-    void NewTitle();
-    void NewStatus(const QString& status);
-    void NewAttentionIcon();
-    void NewOverlayIcon();
-    void XAyatanaNewLabel(const QString& label, const QString& guide);
-
-private:
-    StatusNotifierItem* item_;
 };
