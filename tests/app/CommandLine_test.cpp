@@ -1,5 +1,5 @@
 // The command line: the parser's modes and options, and the real program's answers to bad
-// arguments and to `--set` with hostile stored files.
+// arguments. Damaged stored files are tests/settings/settings_store_test.
 #include "app/CommandLine.h"
 #include "support/TempDir.h"
 
@@ -10,9 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <vector>
-
-#include <sys/stat.h>
 
 namespace {
 
@@ -109,24 +106,6 @@ TEST_F(LumenstatBinary, BadArgumentsGiveOneLineAndExitStatus2) {
             << qPrintable(r.err);
     }
     EXPECT_TRUE(stored("settings.json").is_null()) << "a refused --set writes nothing";
-}
-
-// A FIFO in place of settings.json and a document nested 100,000 levels deep as group.json
-// neither block nor crash the program: both are moved aside, said once each, and the values
-// land in fresh files.
-TEST_F(LumenstatBinary, SetMovesHostileFilesAsideAndWritesFreshOnes) {
-    QDir().mkpath(config.file("lumenstat"));
-    ASSERT_EQ(::mkfifo(qPrintable(config.file("lumenstat/settings.json")), 0600), 0);
-    config.write("lumenstat/group.json",
-                 "{\"a\":" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}");
-    const Result r = run({"--set", "app.netMenu.boxType=12", "--set", "AccentColorIndex=2"});
-    ASSERT_EQ(r.code, 0) << qPrintable(r.err);
-    EXPECT_TRUE(r.out.contains("no running instance")) << qPrintable(r.out);
-    EXPECT_EQ(r.err.count("settings.json is damaged (not a regular file): moved it aside"), 1)
-        << qPrintable(r.err);
-    EXPECT_EQ(r.err.count("group.json is damaged (nested more than"), 1) << qPrintable(r.err);
-    EXPECT_EQ(stored("settings.json")["app.netMenu.boxType"], 9);
-    EXPECT_EQ(stored("group.json")["AccentColorIndex"], 2);
 }
 
 } // namespace

@@ -50,9 +50,17 @@ class Bus:
 
 
 def xvfb(screen="1280x800x24"):
-    """A private X server on a free display (ended at exit); returns the display's name."""
+    """A private X server on a free display, or LUMENSTAT_TEST_DISPLAY's number when set (ended
+    at exit); returns the display's name."""
     if not shutil.which("Xvfb"):
         skip("Xvfb is not installed")
+    fixed = os.environ.get("LUMENSTAT_TEST_DISPLAY")
+    if fixed:
+        proc = subprocess.Popen(["Xvfb", ":" + fixed, "-screen", "0", screen, "-nolisten", "tcp"],
+                                stderr=subprocess.DEVNULL)
+        atexit.register(proc.terminate)
+        wait_for(lambda: os.path.exists("/tmp/.X11-unix/X" + fixed), 5)
+        return ":" + fixed
     read_fd, write_fd = os.pipe()
     proc = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-screen", "0", screen,
                              "-nolisten", "tcp"], pass_fds=(write_fd,), stderr=subprocess.DEVNULL)

@@ -1,28 +1,30 @@
 #!/usr/bin/python3
-"""The floating window of the real app on an X server: the first run opens it with the
+"""The real app on an X server: the first run opens the floating window with the
 window-manager states that keep it above, on every desktop and out of the task bar and
-pager, without taking the focus; a drag moves it, the mode and the on/off switch follow
-`--set`, the place is kept, and a place on a screen that no longer exists is brought back
-onto the screen."""
+pager, without taking the focus; a drag moves it, switching it off and on through `--set`
+brings it back in place, and the place is kept. ShowSettings on D-Bus (twice) and
+`lumenstat --settings` of a second start show one settings window. Sizes per mode, the
+corner kept across modes and clamping onto the screens are tests/ui/floatwindow_test."""
 import json
 import os
 import re
 import shutil
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
 from itest_support import (Bus, Checks, Lumenstat, binary, environment, skip, wait_for,  # noqa
                            xvfb)
 
-for tool in ("xprop", "xwininfo", "xdotool"):
+for tool in ("xprop", "xwininfo", "xdotool", "gdbus"):
     if not shutil.which(tool):
         skip(tool + " is not installed")
 
 display = xvfb()
 bus = Bus()
 home, env = environment(session=bus.address)
-env.update(DISPLAY=display, QT_QPA_PLATFORM="xcb")
+env.update(DISPLAY=display, QT_QPA_PLATFORM="xcb", LANGUAGE="en")
 settings = os.path.join(env["XDG_CONFIG_HOME"], "lumenstat", "settings.json")
 checks = Checks()
 
@@ -62,33 +64,32 @@ if checks.expect(window, "the first run opens the floating window"):
     moved = wait_for(lambda: geometry(window)[:2] == (340, 250), 5)
     checks.expect(moved, "a drag moves the window: %s" % (geometry(window),))
 
-    # Settings changed from outside: the wide mode grows to the right from the same
-    # lower-left corner; switching the window off and on again brings it back in place.
     def set_value(assignment):
         subprocess.run([binary(), "--set", assignment], env=env, capture_output=True,
                        timeout=30)
 
-    set_value("app.settings.floatWindowMode=2")
-    checks.expect(wait_for(lambda: geometry(window) == (340, 250, 252, 112), 5),
-                  "wide from the same corner: %s" % (geometry(window),))
     set_value("app.settings.wantsFloatWindow=false")
     checks.expect(wait_for(lambda: float_window() is None, 5), "switched off, it closes")
     set_value("app.settings.wantsFloatWindow=true")
     window = wait_for(float_window, 10)
-    checks.expect(window and geometry(window) == (340, 250, 252, 112),
+    checks.expect(window and geometry(window) == (340, 250, 132, 112),
                   "switched on, it opens where it was: %s" % (window and geometry(window),))
+
+# The settings window: one, however it is asked for.
+show = ["gdbus", "call", "--session", "--dest", "com.quillfern.Lumenstat", "--object-path", "/",
+        "--method", "com.quillfern.Lumenstat.ShowSettings"]
+settings_windows = lambda: x("xdotool", "search", "--onlyvisible", "--name", "^Settings$").split()
+checks.expect(subprocess.run(show, env=env, capture_output=True).returncode == 0, "ShowSettings")
+windows = wait_for(settings_windows, 10)
+subprocess.run(show, env=env, capture_output=True)
+second = subprocess.run([binary(), "--settings"], env=env, capture_output=True, timeout=30)
+checks.expect(second.returncode == 0, "--settings of a second start exits 0")
+time.sleep(0.5)
+checks.expect(len(windows) == 1 and settings_windows() == windows,
+              "one settings window: %r then %r" % (windows, settings_windows()))
 checks.expect(app.stop() == 0, "clean exit")
 stored = json.load(open(settings))
 checks.expect(stored.get("app.floatWindow.origin") == [340, 250],
               "place kept: %s" % stored.get("app.floatWindow.origin"))
 
-# A place on a screen that is gone, in the wide mode: back fully onto the screen.
-stored["app.floatWindow.origin"] = [3000, 900]
-json.dump(stored, open(settings, "w"))
-app = Lumenstat([], env)
-window = wait_for(float_window, 20)
-if checks.expect(window, "the window opens again"):
-    checks.expect(geometry(window) == (1280 - 252, 800 - 112, 252, 112),
-                  "clamped onto the screen: %s" % (geometry(window),))
-checks.expect(app.stop() == 0, "clean exit after the restore")
 checks.finish()

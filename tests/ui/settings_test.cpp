@@ -3,7 +3,6 @@
 // choice of panel plug-in.
 #include "app/SettingValue.h"
 #include "network/DataUsageProvider.h"
-#include "network/NetworkMonitor.h"
 #include "settings/DynamicAppearance.h"
 #include "settings/Language.h"
 #include "settings/NotificationCenter.h"
@@ -131,7 +130,6 @@ TEST_F(SettingsWindowTest, ANewLanguageShowsTheRestartNoteUntilTheLaunchLanguage
     SettingControl* language = w->control(QString::fromLatin1(SettingsKey::PreferredLanguage));
     ASSERT_NE(language, nullptr);
     const Language::SupportedLanguage launch = Language::shared().appLaunchLanguage();
-    const QString launchTable = Language::shared().languageBundle().language();
     EXPECT_TRUE(general->languageNote()->isHidden());
 
     const auto& all = Language::allLanguages();
@@ -139,20 +137,13 @@ TEST_F(SettingsWindowTest, ANewLanguageShowsTheRestartNoteUntilTheLaunchLanguage
         if (all[i] == launch)
             continue;
         language->act(static_cast<int>(i));
-        EXPECT_EQ(SettingsDomain::standard().stringValue(SettingsKey::PreferredLanguage),
-                  Language::rawValue(all[i]));
-        EXPECT_EQ(Language::shared().preferredLanguage(), all[i]);
         EXPECT_FALSE(general->languageNote()->isHidden())
             << Language::rawValue(all[i]).toStdString();
     }
-    // Texts stay in the launch language until the next start.
-    EXPECT_EQ(Language::shared().languageBundle().language(), launchTable);
-
     // Back to the launch choice, here through a script's write: the note goes.
     SettingValue::apply(QString::fromLatin1(SettingsKey::PreferredLanguage),
                         Json(Language::rawValue(launch).toStdString()));
     EXPECT_TRUE(general->languageNote()->isHidden());
-    EXPECT_EQ(Language::shared().preferredLanguage(), launch);
 }
 
 TEST_F(SettingsWindowTest, ResetClearsTheTotalsAndTheHoursOnlyWhenConfirmed) {
@@ -161,11 +152,6 @@ TEST_F(SettingsWindowTest, ResetClearsTheTotalsAndTheHoursOnlyWhenConfirmed) {
     group.setUnsignedList(SettingsKey::NetActivitiesWWANData, {7, 8});
     const Json hours = DataUsageProvider::storedForm({{"2026-11-20 12", 10, 20}});
     group.setValue(SettingsKey::DataUsageData, hours);
-    NetworkMonitor& monitor = NetworkMonitor::shared();
-    DataUsageProvider& usage = DataUsageProvider::shared();
-    monitor.resetData(); // start from the stored totals again
-    group.setUnsignedList(SettingsKey::NetActivitiesWiFiData, {500, 600});
-    group.setUnsignedList(SettingsKey::NetActivitiesWWANData, {7, 8});
 
     bool answer = false;
     int asked = 0;
@@ -188,13 +174,10 @@ TEST_F(SettingsWindowTest, ResetClearsTheTotalsAndTheHoursOnlyWhenConfirmed) {
     answer = true;
     general->resetButton()->click();
     EXPECT_EQ(asked, 2);
+    // What the sampler and the hourly record clear is tests/network's; here: both are cleared.
     for (const char* key : {SettingsKey::NetActivitiesWiFiData, SettingsKey::NetActivitiesWWANData})
         EXPECT_EQ(group.unsignedList(key), (std::vector<uint64_t>{0, 0})) << key;
-    EXPECT_EQ(monitor.dataWiFi(), NetActivities{});
-    EXPECT_EQ(monitor.dataWWAN(), NetActivities{});
-    EXPECT_TRUE(usage.dataset().empty());
     EXPECT_EQ(group.value(SettingsKey::DataUsageData), Json::array());
-    EXPECT_EQ(usage.todayTotals().bytesIn, 0);
     EXPECT_TRUE(redraw.allPosted());
 }
 
