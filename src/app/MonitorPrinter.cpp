@@ -5,8 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -274,6 +276,28 @@ QByteArray MonitorPrinter::jsonLine(const ActivityObject& r,
         j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
+void MonitorPrinter::emitLine() {
+    // One write per line, straight to the descriptor: a reader sees whole lines, and the tick
+    // skips the stream's buffering.
+    const int fd = ::fileno(out_);
+    if (fd < 0 || std::fflush(out_) != 0) {
+        std::fwrite(output_.data(), 1, output_.size(), out_);
+        std::fflush(out_);
+        return;
+    }
+    const char* at = output_.data();
+    size_t left = output_.size();
+    while (left > 0) {
+        const ssize_t n = ::write(fd, at, left);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return; // a reader that went away: the line is lost, as with the stream
+        at += n;
+        left -= static_cast<size_t>(n);
+    }
+}
+
 void MonitorPrinter::networkActivityDidUpdate(const ActivityRecord& record) {
     if (maxTicks_ > 0 && ticks_ >= maxTicks_)
         return;
@@ -283,14 +307,13 @@ void MonitorPrinter::networkActivityDidUpdate(const ActivityRecord& record) {
     if (!options_.waybar && !options_.json && options_.format.isEmpty()) {
         if (!pieces_)
             pieces_ = std::make_unique<TextPieces>();
-        const std::string& text = pieces_->build(*record, cpuRate);
-        std::fwrite(text.data(), 1, text.size(), out_);
+        output_ = pieces_->build(*record, cpuRate);
     } else {
         const QByteArray text = line(*record, cpuRate, options_);
-        std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), out_);
+        output_.assign(text.constData(), static_cast<size_t>(text.size()));
     }
-    std::fputc('\n', out_);
-    std::fflush(out_);
+    output_ += '\n';
+    emitLine();
     ++ticks_;
     if (maxTicks_ > 0 && ticks_ >= maxTicks_)
         emit finished();

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 // What the monitor prints per tick.
 //   text    a fixed human-readable line
@@ -57,6 +58,8 @@ signals:
     void finished();
 
 private:
+    void emitLine();
+
     MonitorOptions options_;
     long maxTicks_;
     long ticks_ = 0;
@@ -64,4 +67,5 @@ private:
     std::function<QString()> cpuRateSource_;
     struct TextPieces;
     std::unique_ptr<TextPieces> pieces_;
+    std::string output_; // the line being printed, its room kept between ticks
 };

@@ -100,7 +100,9 @@ void DataUsageProvider::start() {
 }
 
 QDateTime DataUsageProvider::now() const {
-    return environment_.now ? environment_.now() : QDateTime::currentDateTime();
+    // In UTC: every use converts to the counting zone, and the local clock would look the
+    // zone up on every tick.
+    return environment_.now ? environment_.now() : QDateTime::currentDateTimeUtc();
 }
 
 QTimeZone DataUsageProvider::zone() const {
@@ -125,7 +127,7 @@ QString DataUsageProvider::keyForDate(const QDateTime& moment) const {
     return formatLocale.toString(moment.toTimeZone(zone()), QStringLiteral("yyyy-MM-dd HH"));
 }
 
-QString DataUsageProvider::hourKey(const QDateTime& moment) {
+QString DataUsageProvider::hourKey(const QDateTime& moment) const {
     const qint64 ms = moment.toMSecsSinceEpoch();
     const int offset = moment.offsetFromUtc();
     if (hour_.key.isEmpty() || ms < hour_.fromMs || ms >= hour_.untilMs || offset != hour_.offset) {
@@ -288,10 +290,10 @@ std::vector<DataUsageProvider::Atom> DataUsageProvider::last24HoursTimeline() co
 }
 
 DataUsageProvider::Atom DataUsageProvider::todayTotals() const {
-    // Today's buckets are the ones whose local-hour key starts with today's date: one zone
-    // look-up instead of one per hour (the status items ask every tick). A key stored twice
-    // counts once, as the timeline's look-up does.
-    const QString prefix = keyForDate(now()).left(11); // "yyyy-MM-dd "
+    // Today's buckets are the ones whose local-hour key starts with today's date: the
+    // current hour's key, looked up once an hour (the status items ask every tick). A key stored
+    // twice counts once, as the timeline's look-up does.
+    const QString prefix = hourKey(now()).left(11); // "yyyy-MM-dd "
     Atom totals;
     QVarLengthArray<QStringView, 25> seen;
     for (const Atom& entry : dataset_) {

@@ -85,7 +85,7 @@ public:
     // keyForDate(moment), formatted again only when moment lies outside the hour last
     // formatted, its offset from UTC changed, or a minute has passed since (so a change of
     // the system's time zone is seen within a minute).
-    QString hourKey(const QDateTime& moment);
+    QString hourKey(const QDateTime& moment) const;
     // Blocks until every scheduled save has been written.
     void waitForPendingSaves();
 
@@ -113,5 +113,5 @@ private:
         qint64 untilMs = 0; // the next hour's first
         int offset = 0;     // the moment's offset from UTC, in seconds
     };
-    CachedHour hour_;
+    mutable CachedHour hour_;
 };
