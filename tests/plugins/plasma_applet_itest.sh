@@ -136,27 +136,22 @@ echo "no ink while the app is absent"
 
 "$app" >"$work/app.log" 2>&1 &
 pids+=($!)
-for kind in "${kinds[@]}"; do
+wait_ink() { # wait_ink KIND on|off: waits until the applet shows ink or none
   for _ in $(seq 40); do
-    read -r count _ <<<"$(ink "$kind")"
-    [ "$count" -gt 0 ] && break
-    sleep 0.25
-  done
-  [ "$count" -gt 0 ] || fail "no $kind face once the app runs"
-done
-# An item the app stops showing leaves its applet empty until it is shown again.
-cpu_ink() { # cpu_ink on|off: waits until the CPU applet shows ink or none
-  for _ in $(seq 40); do
-    read -r count _ <<<"$(ink cpu)"
-    { [ "$1" = on ] && [ "$count" -gt 0 ]; } || { [ "$1" = off ] && [ "$count" -eq 0 ]; } && return 0
+    read -r count _ <<<"$(ink "$1")"
+    { [ "$2" = on ] && [ "$count" -gt 0 ]; } || { [ "$2" = off ] && [ "$count" -eq 0 ]; } && return 0
     sleep 0.25
   done
   return 1
 }
+for kind in "${kinds[@]}"; do
+  wait_ink "$kind" on || fail "no $kind face once the app runs"
+done
+# An item the app stops showing leaves its applet empty until it is shown again.
 "$app" --set WantsCPUUsageInMenuBar=false >/dev/null 2>&1 || fail "--set failed"
-cpu_ink off || fail "the CPU applet still shows a face after the item was turned off"
+wait_ink cpu off || fail "the CPU applet still shows a face after the item was turned off"
 "$app" --set WantsCPUUsageInMenuBar=true >/dev/null 2>&1 || fail "--set failed"
-cpu_ink on || fail "the CPU applet shows no face after the item was turned on again"
+wait_ink cpu on || fail "the CPU applet shows no face after the item was turned on again"
 echo "the CPU applet empties while its item is off and shows it again"
 
 # The widths the app renders; the windows move so that the applets sit side by side, 12 px
