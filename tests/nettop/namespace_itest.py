@@ -164,10 +164,7 @@ class Tool:
             if fields[:2] == ["time", ""]:
                 self.samples.append({})
             elif len(fields) == 5 and fields[4] == "" and self.samples:
-                name = fields[1].rsplit(".", 1)[0]
-                moved = self.samples[-1].setdefault(name, [0, 0])
-                moved[0] += int(fields[2])
-                moved[1] += int(fields[3])
+                add(self.samples[-1], fields[1].rsplit(".", 1)[0], map(int, fields[2:4]))
             else:
                 self.bad.append(line)
 
@@ -180,11 +177,14 @@ class Tool:
     def totals(self):
         sums = {}
         for sample in self.samples[1:]:  # the first sample holds totals, not deltas
-            for name, (i, o) in sample.items():
-                s = sums.setdefault(name, [0, 0])
-                s[0] += i
-                s[1] += o
+            for name, moved in sample.items():
+                add(sums, name, moved)
         return sums
+
+
+def add(table, name, moved):
+    """Adds (in, out) to table[name]."""
+    table[name] = [a + b for a, b in zip(table.get(name, [0, 0]), moved)]
 
 
 def udp_capture(tool):
