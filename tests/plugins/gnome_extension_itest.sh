@@ -16,6 +16,7 @@ host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" 
   Xvfb gnome-shell dbus-daemon glib-compile-schemas gdbus xwd xdotool xwininfo
 
 . "$here/gnome_shell_session.sh"
+. "$here/faces.sh"
 fail() {
   local last
   last=$(ls -t "$work"/*.xwd 2>/dev/null | head -n1)
@@ -50,13 +51,7 @@ wait_face() {
 kinds=(network battery cpu storage)
 declare -A width
 for kind in "${kinds[@]}"; do
-  for _ in $(seq 40); do
-    width[$kind]=$(gdbus call --session -d com.quillfern.Lumenstat -o / \
-      -m com.quillfern.Lumenstat.Face.Render "$kind" 22 1 0xffffffff 2>/dev/null |
-      sed -n 's/^(\([0-9]*\),.*/\1/p')
-    [ -n "${width[$kind]}" ] && break
-    sleep 0.25
-  done
+  width[$kind]=$(face_width "$kind" 22 0xffffffff)
   [ -n "${width[$kind]}" ] || fail "the app renders no $kind face"
 done
 echo "the app renders the faces ${width[network]}, ${width[battery]}, ${width[cpu]} and ${width[storage]} px wide"

@@ -90,10 +90,8 @@ xs = [x for row in rows for x, px in enumerate(row[:area]) if min(px) >= 0xfc - 
 print(len(xs), wx + min(xs, default=0), wx + max(xs, default=0))
 PY
 }
-rendered_width() { # the face's width as the app renders it for a panel of 22 px or more
-  gdbus call --session -d com.quillfern.Lumenstat -o / -m com.quillfern.Lumenstat.Face.Render \
-    "$1" 22 1.0 0xfffcfcfc | sed -n 's/^(\([0-9]*\),.*/\1/p'
-}
+. "$here/faces.sh" # the face's width as the app renders it for a panel of 22 px or more:
+rendered_width() { face_width "$1" 22 0xfffcfcfc; }
 click() { # click X: prints "x y edge" of the ShowPanel or ShowItemPanel call it caused
   local calls
   calls=$(grep -c 'member=Show\(Item\)\?Panel' "$work/monitor.log")
