@@ -79,16 +79,11 @@ done
 # ink KIND: "count left right" of the pixels in that colour in the part of the applet's window
 # that is not covered by the next one (screen x).
 ink() {
+  local n left right
   xwd -id "${win[$1]}" -silent >"$work/$1.xwd"
-  /usr/bin/python3 - "$work/$1.xwd" "${visible[$1]:-$area}" "${wx[$1]}" <<'PY'
-import os, sys
-sys.path.insert(0, os.environ["XWD_TOOL_DIR"])
-from xwd_tool import read_xwd
-_w, _h, rows = read_xwd(sys.argv[1])
-area, wx = int(sys.argv[2]), int(sys.argv[3])
-xs = [x for row in rows for x, px in enumerate(row[:area]) if min(px) >= 0xfc - 40]
-print(len(xs), wx + min(xs, default=0), wx + max(xs, default=0))
-PY
+  read -r n left right <<<"$(/usr/bin/python3 "$XWD_TOOL_DIR/xwd_tool.py" span "$work/$1.xwd" \
+    0 0 "${visible[$1]:-$area}" 48 fcfcfc 40)"
+  echo "$n $((wx[$1] + left)) $((wx[$1] + right))"
 }
 . "$here/faces.sh" # the face's width as the app renders it for a panel of 22 px or more:
 rendered_width() { face_width "$1" 22 0xfffcfcfc; }
