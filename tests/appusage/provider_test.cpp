@@ -60,7 +60,8 @@ protected:
 
 // The recording: a first chunk of totals (dropped), a sample with children, grandchildren,
 // dotted and broken lines, a header-only chunk, and a line cut between two chunks.
-TEST_F(ProviderTest, RecordedChunksAreAttributedToApplicationsThroughTheirParents) {
+TEST_F(ProviderTest,
+       RecordedChunksAreAttributedToApplicationsThroughTheirParentsAndEmptyOnesAddNothing) {
     auto provider = make();
     provider->startTracking();
     const QStringList chunks = fixtures::chunks();
@@ -114,25 +115,20 @@ TEST_F(ProviderTest, RecordedChunksAreAttributedToApplicationsThroughTheirParent
     EXPECT_EQ(processes[0].pid, 900);
     EXPECT_EQ(processes[1].name, "bytes");
     EXPECT_DOUBLE_EQ(processes[1].percentage, 7.0 / (601 + 71));
-}
 
-// Chunks that carry nothing countable, fed after the dropped first chunk.
-TEST_F(ProviderTest, ChunksWithoutSamplesAddNothing) {
-    auto provider = make();
-    provider->startTracking();
-    provider->receiveOutput("dropped\n");
+    // Chunks that carry nothing countable add nothing; a new start drops its first chunk again.
+    const int64_t counted = totalBytes(*provider);
     for (const char* chunk : {"", "\n", "time,,bytes_in,bytes_out,\n",
                               "16:00:01,curl.900,5,5,",  // a line where the header belongs
                               "h\n16:00:01,curl,5,5,\n", // no process number
                               "h\n16:00:01,curl.900,5\n", "h\n,,,\n"})
         provider->receiveOutput(QString::fromUtf8(chunk));
-    EXPECT_EQ(totalBytes(*provider), 0);
-    // A new start drops its first chunk again.
+    EXPECT_EQ(totalBytes(*provider), counted);
     provider->startTracking();
     provider->receiveOutput("h\n16:00:01,curl.900,5,5,\n");
-    EXPECT_EQ(totalBytes(*provider), 0);
+    EXPECT_EQ(totalBytes(*provider), counted);
     provider->receiveOutput("h\n16:00:01,curl.900,5,5,\n");
-    EXPECT_EQ(totalBytes(*provider), 10);
+    EXPECT_EQ(totalBytes(*provider), counted + 10);
 }
 
 // Stores: every 600 seconds or when forced, only while the tool runs; the widget payload

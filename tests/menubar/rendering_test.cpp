@@ -43,18 +43,39 @@ protected:
     std::shared_ptr<AppearanceSource> source_ = FixedAppearanceSource::make(false);
 };
 
-TEST_F(RenderingTest, EachStyleHasItsSizeAtBothScalesAndFollowsSpeedsAndAppearance) {
+// Every style at both scales, at new speeds and in the dark; its drawing key promises that
+// equal keys draw equal pixels: it changes when the drawing does, stays put when the record
+// repeats, and is empty for styles with curves.
+TEST_F(RenderingTest, EachStyleHasItsSizeFollowsSpeedsAndAppearanceAndKeysItsPixels) {
+    const auto record = [](uint64_t up, uint64_t down, int mode = ReachableViaWiFi) {
+        ActivityObject a;
+        a.netMode = mode;
+        a.paceActivities = {up, down};
+        return a;
+    };
     for (BoxType type : kOfferedNetworkStyles) {
         const int t = static_cast<int>(type);
         auto box = NetMenuBox::create(type);
-        ActivityObject a;
-        a.netMode = ReachableViaWiFi;
-        a.paceActivities = {12, 2345};
-        box->update(a);
+        box->update(record(12, 2345));
         for (int scale : {1, 2}) {
             const QImage image = box->render(scale);
             EXPECT_EQ(image.size(), QSize(std::ceil(box->width() * scale), 22 * scale)) << t;
             EXPECT_GT(drawn(image).first, 20 * scale) << t;
+        }
+        const QString key = box->drawingKey();
+        const QImage pixels = box->render(1.0);
+        if (type == BoxType::stock || type == BoxType::largeWithStock) {
+            EXPECT_TRUE(key.isEmpty()) << t;
+        } else {
+            box->update(record(12, 2345));
+            EXPECT_EQ(box->drawingKey(), key) << t;
+            EXPECT_EQ(box->render(1.0), pixels) << t;
+            for (const ActivityObject& next :
+                 {record(7000, 2345), record(12, 2345, NotReachable)}) {
+                box->update(next);
+                EXPECT_EQ(box->drawingKey() != key, box->render(1.0) != pixels)
+                    << t << " " << next.netMode;
+            }
         }
         const QImage light = renderStyle(t, 12, 2345, 2);
         EXPECT_EQ(light == renderStyle(t, 900, 50000, 2), type == BoxType::icon) << t;

@@ -67,14 +67,6 @@ class Watcher(dbus.service.Object):
              theme_path=str(props.get("IconThemePath", "")), names=sorted(props.keys()))
         return False
 
-    def menu_call(self, method, *args):
-        service, path = self.items[-1]
-        obj = self.bus.get_object(service, str(self.bus.get_object(service, path).Get(
-            ITEM_IFACE, "Menu", dbus_interface="org.freedesktop.DBus.Properties")))
-        getattr(obj, method)(*args, dbus_interface=MENU_IFACE,
-                             reply_handler=lambda *r: emit(method, reply=plain(r)),
-                             error_handler=lambda e: emit("error", method=method, message=str(e)))
-
     def probe(self):
         """Reads that must fail: a property the item does not have, and a write."""
         service, path = self.items[-1]
@@ -89,15 +81,19 @@ class Watcher(dbus.service.Object):
                 errors.append(e.get_dbus_name())
         emit("probed", errors=errors, status=str(props.Get(ITEM_IFACE, "Status")))
 
-    def activate(self, x, y):
+    def call(self, method, *args, menu=True):
+        """Calls METHOD on the last item's menu (or the item itself); emits its reply."""
         if not self.items:
             emit("error", message="no item")
             return
         service, path = self.items[-1]
-        obj = self.bus.get_object(service, path)
-        obj.Activate(dbus.Int32(x), dbus.Int32(y), dbus_interface=ITEM_IFACE,
-                     reply_handler=lambda: emit("activated", x=x, y=y),
-                     error_handler=lambda e: emit("error", message=str(e)))
+        if menu:
+            path = str(self.bus.get_object(service, path).Get(
+                ITEM_IFACE, "Menu", dbus_interface="org.freedesktop.DBus.Properties"))
+        getattr(self.bus.get_object(service, path), method)(
+            *args, dbus_interface=MENU_IFACE if menu else ITEM_IFACE,
+            reply_handler=lambda *r: emit(method, reply=plain(r)),
+            error_handler=lambda e: emit("error", method=method, message=str(e)))
 
 
 def plain(value):
@@ -131,21 +127,21 @@ def main():
         words = line.split()
         ids = [dbus.Int32(int(w)) for w in words[1:]]
         if words and words[0] == "activate" and len(words) == 3:
-            watcher.activate(int(words[1]), int(words[2]))
+            watcher.call("Activate", dbus.Int32(int(words[1])), dbus.Int32(int(words[2])), menu=False)
         elif words == ["probe"]:
             watcher.probe()
         elif words == ["menu"]:
-            watcher.menu_call("GetLayout", dbus.Int32(0), dbus.Int32(-1),
+            watcher.call("GetLayout", dbus.Int32(0), dbus.Int32(-1),
                               dbus.Array([], signature="s"))
         elif words and words[0] == "click":
-            watcher.menu_call("Event", ids[0], "clicked", dbus.String("", variant_level=1),
+            watcher.call("Event", ids[0], "clicked", dbus.String("", variant_level=1),
                               dbus.UInt32(0))
         elif words and words[0] == "events":
-            watcher.menu_call("EventGroup", dbus.Array(
+            watcher.call("EventGroup", dbus.Array(
                 [(i, "clicked", dbus.String("", variant_level=1), dbus.UInt32(0)) for i in ids],
                 signature="(isvu)"))
         elif words and words[0] == "show":
-            watcher.menu_call("AboutToShowGroup", dbus.Array(ids, signature="i"))
+            watcher.call("AboutToShowGroup", dbus.Array(ids, signature="i"))
         return True
 
     GLib.io_add_watch(sys.stdin, GLib.IO_IN | GLib.IO_HUP, on_stdin)

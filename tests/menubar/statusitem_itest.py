@@ -109,7 +109,7 @@ def main():
             "square: no symbolic icon that resolves in IconThemePath: %r" % e)
         checks.expect(not host.wait("NewIcon", timeout=2.5), "the unchanged square icon went again")
         host.send("activate 321 7")
-        checks.expect(host.wait("activated"), "Activate(x, y) was not answered")
+        checks.expect(host.wait("Activate"), "Activate(x, y) was not answered")
         host.send("probe")
         e = host.wait("probed")
         checks.expect(e and e["errors"] == ["org.freedesktop.DBus.Error.UnknownProperty",

@@ -148,32 +148,6 @@ TEST_F(StyleTest, AutoWidthAnnouncesOnlyChangesAndAPreferredWidthFixesIt) {
 
 } // namespace
 
-namespace {
-// A style's drawing key is a promise that equal keys draw equal pixels: it must change when
-// the drawing does, stay put when the record repeats, and be empty for styles with curves.
-TEST_F(StyleTest, DrawingKeysFollowWhatIsDrawn) {
-    const auto pixels = [](const NetMenuBox& box) { return box.render(1.0); };
-    for (BoxType type : kOfferedNetworkStyles) {
-        auto box = NetMenuBox::create(type);
-        box->update(record(10, 20));
-        const QString first = box->drawingKey();
-        const QImage firstPixels = pixels(*box);
-        if (type == BoxType::stock || type == BoxType::largeWithStock) {
-            EXPECT_TRUE(first.isEmpty()) << int(type);
-            continue;
-        }
-        box->update(record(10, 20));
-        EXPECT_EQ(box->drawingKey(), first) << int(type);
-        EXPECT_EQ(pixels(*box), firstPixels) << int(type);
-        for (const ActivityObject& next : {record(7000, 20), record(10, 20, NotReachable)}) {
-            box->update(next);
-            EXPECT_EQ(box->drawingKey() != first, pixels(*box) != firstPixels)
-                << int(type) << " " << next.netMode;
-        }
-    }
-}
-} // namespace
-
 // The classic family: chosen through the stored number, each drawn differently, with the
 // rules where it differs from its successor.
 TEST_F(StyleTest, ClassicStylesRenderDifferentlyAndKeepTheirOwnRules) {

@@ -9,6 +9,8 @@
 # panel is started (through panel_prefix) in a mount namespace where those folders are copies
 # holding the built plug-in lumenstat-KIND from DIR (lib/, share/xfce4/panel/plugins/) beside
 # the installed ones. Returns 1 with a message when that cannot be done here.
+. "$(dirname "${BASH_SOURCE[0]}")/../support/host_itest.sh" # host_xvfb
+
 use_built_plugin() {
   local dir=$1 kind system_lib system_share=/usr/share/xfce4/panel/plugins
   system_lib=$(dirname "$(ls /usr/lib/*/xfce4/panel/plugins/libsystray.so \
@@ -43,28 +45,10 @@ start_xfce_panel() {
   mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR" "$XDG_CACHE_HOME"
   chmod 700 "$XDG_RUNTIME_DIR"
 
-  # A free display number, or LUMENSTAT_XVFB_DISPLAY's when one is set.
-  local dfd display=""
-  exec {dfd}<> <(:)
-  if [ -n "${LUMENSTAT_XVFB_DISPLAY:-}" ]; then
-    Xvfb ":$LUMENSTAT_XVFB_DISPLAY" -screen 0 "${width}x${height}x24" -nolisten tcp \
-      >"$work/xvfb.log" 2>&1 &
-    xvfb_pid=$!; pids+=("$xvfb_pid")
-    for _ in $(seq 50); do
-      [ -S "/tmp/.X11-unix/X$LUMENSTAT_XVFB_DISPLAY" ] && display=$LUMENSTAT_XVFB_DISPLAY && break
-      sleep 0.1
-    done
-  else
-    Xvfb -displayfd "$dfd" -screen 0 "${width}x${height}x24" -nolisten tcp >"$work/xvfb.log" 2>&1 &
-    xvfb_pid=$!; pids+=("$xvfb_pid")
-    for _ in $(seq 50); do
-      read -r -t 0.2 -u "$dfd" display && break
-    done
-  fi
-  if [ -z "$display" ]; then
-    echo "Xvfb did not start"; cat "$work/xvfb.log"; return 1
-  fi
-  export DISPLAY=":$display"
+  # The display: LUMENSTAT_XVFB_DISPLAY's (the benchmarks' name) or LUMENSTAT_TEST_DISPLAY's
+  # number when one is set, else a free one.
+  LUMENSTAT_TEST_DISPLAY=${LUMENSTAT_XVFB_DISPLAY:-${LUMENSTAT_TEST_DISPLAY:-}} \
+    host_xvfb "${width}x${height}" || return 1
 
   eval "$(dbus-daemon --session --fork --print-address=1 --print-pid=1 |
     { read -r addr; read -r pid; echo "export DBUS_SESSION_BUS_ADDRESS='$addr'; bus_pid=$pid"; })"

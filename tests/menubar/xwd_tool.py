@@ -10,6 +10,8 @@
   xwd_tool.py count DUMP X Y W H RRGGBB TOL
                                          prints how many pixels of the rectangle are within TOL
                                          (per channel) of that colour
+  xwd_tool.py span DUMP X Y W H RRGGBB TOL  the same count, then the least and greatest x of
+                                         those pixels (0 0 when there are none)
 """
 import struct
 import sys
@@ -68,12 +70,13 @@ def main():
         if hits:
             xs, ys = [p[0] for p in hits], [p[1] for p in hits]
             print(min(xs), min(ys), max(xs) - min(xs) + 1, max(ys) - min(ys) + 1)
-    elif cmd == "count":
+    elif cmd in ("count", "span"):
         _w, _h, rows = read_xwd(sys.argv[2])
         x, y, cw, ch = (int(v) for v in sys.argv[3:7])
         colour, tol = rgb(sys.argv[7]), int(sys.argv[8])
-        print(sum(1 for row in rows[y:y + ch] for px in row[x:x + cw]
-                  if all(abs(a - b) <= tol for a, b in zip(px, colour))))
+        xs = [x + dx for row in rows[y:y + ch] for dx, px in enumerate(row[x:x + cw])
+              if all(abs(a - b) <= tol for a, b in zip(px, colour))]
+        print(len(xs) if cmd == "count" else f"{len(xs)} {min(xs, default=0)} {max(xs, default=0)}")
 
 
 def rgb(text):

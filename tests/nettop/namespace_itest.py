@@ -130,8 +130,23 @@ def udp_moved(procs):
     return {name: tuple(map(int, p.stdout.readline().split())) for name, p in procs.items()}
 
 
-def within(label, counted, moved):
-    assert abs(counted - moved) <= moved / 100, f"{label}: counted {counted}, moved {moved}"
+def counted_right(watcher, moved, absent, samples):
+    """After the movers: the tool counts each of `moved` ({name: (in, out)}) within 1 % and
+    none of `absent` ({name: why not}), prints nothing else and ends with status 0 on SIGTERM.
+    Returns what it said on standard error."""
+    done = len(watcher.samples)
+    assert watcher.wait_samples(done + samples), "the tool stopped sampling"
+    totals = watcher.totals()
+    print(f"moved {moved}; tool totals {totals}")
+    for name, amounts in moved.items():
+        for way, counted, real in zip(("in", "out"), totals.get(name, [0, 0]), amounts):
+            assert abs(counted - real) <= real / 100, f"{name} {way}: counted {counted}, moved {real}"
+    for name, why in absent.items():
+        assert name not in totals, why
+    assert not watcher.bad, f"lines that are neither header nor sample: {watcher.bad[:3]}"
+    watcher.proc.send_signal(signal.SIGTERM)
+    assert watcher.proc.wait(timeout=10) == 0, "SIGTERM ends the tool with status 0"
+    return watcher.proc.stderr.read()
 
 
 class Tool:
@@ -149,10 +164,7 @@ class Tool:
             if fields[:2] == ["time", ""]:
                 self.samples.append({})
             elif len(fields) == 5 and fields[4] == "" and self.samples:
-                name = fields[1].rsplit(".", 1)[0]
-                moved = self.samples[-1].setdefault(name, [0, 0])
-                moved[0] += int(fields[2])
-                moved[1] += int(fields[3])
+                add(self.samples[-1], fields[1].rsplit(".", 1)[0], map(int, fields[2:4]))
             else:
                 self.bad.append(line)
 
@@ -165,11 +177,14 @@ class Tool:
     def totals(self):
         sums = {}
         for sample in self.samples[1:]:  # the first sample holds totals, not deltas
-            for name, (i, o) in sample.items():
-                s = sums.setdefault(name, [0, 0])
-                s[0] += i
-                s[1] += o
+            for name, moved in sample.items():
+                add(sums, name, moved)
         return sums
+
+
+def add(table, name, moved):
+    """Adds (in, out) to table[name]."""
+    table[name] = [a + b for a, b in zip(table.get(name, [0, 0]), moved)]
 
 
 def udp_capture(tool):
@@ -201,20 +216,10 @@ def udp_capture(tool):
         moved = udp_moved(procs)
         for p in procs.values():
             p.wait(timeout=30)
-        done = len(watcher.samples)
-        assert watcher.wait_samples(done + 3), "the tool stopped sampling"
-        totals = watcher.totals()
-        print(f"UDP moved {moved}; tool totals {totals}")
-        for name in counted:
-            sent, got = moved[name]
-            within(f"{name} in", totals.get(name, [0, 0])[0], got)
-            within(f"{name} out", totals.get(name, [0, 0])[1], sent)
-        assert "lsudploop" not in totals, "loopback UDP is not external"
-        assert "lsudproot" not in totals, "another user's UDP is skipped"
-        assert not watcher.bad, f"lines that are neither header nor sample: {watcher.bad[:3]}"
-        watcher.proc.send_signal(signal.SIGTERM)
-        assert watcher.proc.wait(timeout=10) == 0, "SIGTERM ends the capturing tool too"
-        assert watcher.proc.stderr.read() == "", "nothing to say with capture"
+        said = counted_right(watcher, {name: moved[name][::-1] for name in counted},
+                             {"lsudploop": "loopback UDP is not external",
+                              "lsudproot": "another user's UDP is skipped"}, 3)
+        assert said == "", "nothing to say with capture"
         return None
     finally:
         if watcher.proc.poll() is None:
@@ -247,40 +252,26 @@ def main():
 
         watcher = Tool(tool, 0.5)
         assert watcher.wait_samples(1), "no first sample"
-        movers = {
-            "lsbulk": (PEER, 5001, 1, 40_000_000),
-            "lsshort": (PEER, 5002, 400, 20_000),
-            "lsloop": ("loop", 0, 1, 30_000_000),
+        movers = {  # name: host, port, connections, bytes out per connection, as the user
+            "lsbulk": (PEER, 5001, 1, 40_000_000, True),
+            "lsshort": (PEER, 5002, 400, 20_000, True),
+            "lsloop": ("loop", 0, 1, 30_000_000, True),
+            # Another user's traffic (root's) through the same link is not this user's to see.
+            "lsroot": (PEER, 5003, 1, 8_000_000, False),
         }
-        started = time.monotonic()
         procs = {name: in_a([sys.executable, "-c", MOVER, name, host, str(port), str(n),
-                             str(out)], stdout=subprocess.PIPE, text=True)
-                 for name, (host, port, n, out) in movers.items()}
-        # Another user's traffic (root's) through the same link is not this user's to see.
-        procs["lsroot"] = in_a([sys.executable, "-c", MOVER, "lsroot", PEER, "5003", "1",
-                                "8000000"], user=False, stdout=subprocess.PIPE, text=True)
+                             str(out)], user=user, stdout=subprocess.PIPE, text=True)
+                 for name, (host, port, n, out, user) in movers.items()}
         # Nor is UDP without the capability to capture it.
         uncounted = udp_movers({"lsudp": (PEER, 300, 1000)})
         received = {name: int(p.communicate(timeout=60)[0]) for name, p in procs.items()}
         udp_moved(uncounted)
-        seconds = time.monotonic() - started
-        done = len(watcher.samples)
-        assert watcher.wait_samples(done + 5), "the tool stopped sampling"
-        totals = watcher.totals()
-        print(f"moved in {seconds:.1f} s; tool totals {totals}")
-        assert not watcher.bad, f"lines that are neither header nor sample: {watcher.bad[:3]}"
-        for name in ("lsbulk", "lsshort"):
-            _, _, n, out = movers[name]
-            got = totals.get(name, [0, 0])
-            within(f"{name} in", got[0], received[name])
-            within(f"{name} out", got[1], n * out)
-        assert "lsloop" not in totals, "loopback traffic is not external"
-        assert "lsroot" not in totals, "another user's sockets are skipped"
-        assert "lsudp" not in totals, "no UDP without cap_net_raw"
-
-        watcher.proc.send_signal(signal.SIGTERM)
-        assert watcher.proc.wait(timeout=10) == 0, "SIGTERM ends the tool with status 0"
-        notes = watcher.proc.stderr.read().splitlines()
+        notes = counted_right(
+            watcher, {name: (received[name], movers[name][2] * movers[name][3])
+                      for name in ("lsbulk", "lsshort")},
+            {"lsloop": "loopback traffic is not external",
+             "lsroot": "another user's sockets are skipped",
+             "lsudp": "no UDP without cap_net_raw"}, 5).splitlines()
         assert len(notes) == 1 and "setcap cap_net_raw+ep" in notes[0], \
             f"one line at start says how to count UDP: {notes}"
 

@@ -7,7 +7,6 @@
 # Skips (77) with a message when a piece of the host is missing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-src=$(cd "$here/../.." && pwd)
 appindicator=ubuntu-appindicators@ubuntu.com
 . "$here/../support/host_itest.sh"
 host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" \
@@ -28,14 +27,9 @@ cleanup() {
   ip netns del "$ns_b" 2>/dev/null
 }
 trap cleanup EXIT
-fail() {
-  echo "FAIL: $*"
-  echo "--- shell log (indicator lines)"; grep -i "indicator\|StatusNotifierItem" "$work/shell.log" | tail -20
-  echo "--- app log"; tail -20 "$work/app.log"
-  exit 1
-}
-bar() { /usr/bin/python3 "$here/top_bar.py" "$@"; }
+fail() { gnome_fail "indicator\|StatusNotifierItem" "$*"; }
 
+. "$here/gnome_shell_session.sh"
 # eth0 in A (a counted link, the default route) to B.
 ip netns add "$ns_b" || fail "second namespace"
 ip -n "$ns_a" -batch - <<EOF || fail "links in $ns_a"
@@ -51,7 +45,6 @@ link set lo up
 link set peer0 up
 EOF
 
-. "$here/gnome_shell_session.sh"
 start_gnome_shell 1024x600 "$appindicator" "$here/lumenstat-test-helper@quillfern.com" ||
   { echo "FAIL: the shell did not start"; exit 1; }
 ip netns exec "$ns_a" env QT_QPA_PLATFORM=xcb "$app" >"$work/app.log" 2>&1 &
@@ -63,28 +56,13 @@ hover_item() {
   box=none
   local end=$((SECONDS + 20))
   while [ "$SECONDS" -lt "$end" ]; do
-    xwd -root -silent >"$work/$1.xwd"
+    shot "$1"
     local right
-    right=$(/usr/bin/python3 - "$work/$1.xwd" <<'PY'
-import sys, os
-sys.path.insert(0, os.path.join(os.environ["src"], "tests", "menubar"))
-from xwd_tool import read_xwd
-w, h, rows = read_xwd(sys.argv[1])
-cols = [x for x in range(w // 2 + 100, w) if any(min(rows[y][x]) >= 170 for y in range(4, 28))]
-# Columns of ink from the right: the system menu's icon, a gap, then the item's label.
-groups = []
-for x in reversed(cols):
-    if groups and groups[-1][0] - x <= 6:
-        groups[-1][0] = x
-    else:
-        groups.append([x, x])
-print(groups[1][1] if len(groups) > 1 else "")
-PY
-)
+    right=$(bar item "$work/$1.xwd")
     if [ -n "$right" ]; then
       xdotool mousemove $((right - 4)) 16
       sleep 0.4
-      xwd -root -silent >"$work/$1.xwd"
+      shot "$1"
       box=$(bar hovered "$work/$1.xwd" $((1024 / 2 + 100)))
       [ "$box" != none ] && return 0
     fi
@@ -92,14 +70,11 @@ PY
   done
   return 1
 }
-export src
-
 hover_item idle || fail "the item does not show in the top bar"
 read -r ix iw <<<"$box"
 read -r light dark <<<"$(bar ink "$work/idle.xwd" "$ix" 4 26 24)"
 echo "idle: item at $ix, $iw px wide; icon area: light ink $light px, dark ink $dark px"
-/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/idle.xwd" "$work/gnome-appindicator-idle.png" \
-  $((ix - 20)) 0 $((1024 - ix + 20)) 40
+crop idle appindicator-idle $((ix - 20)) 0 $((1024 - ix + 20)) 40
 [ "$light" -ge 25 ] || fail "the icon is not light on the dark bar ($light light px)"
 
 # About 3 MB/s out of A for a few seconds (less on a busy machine, still MB/s).
@@ -121,8 +96,7 @@ label=$(gdbus call --session -d "$(gdbus call --session -d org.freedesktop.DBus 
   -m org.freedesktop.DBus.ListNames | grep -o "org.kde.StatusNotifierItem-[0-9]*-[0-9]*" | head -1)" \
   -o /StatusNotifierItem -m org.freedesktop.DBus.Properties.Get org.kde.StatusNotifierItem XAyatanaLabel)
 echo "busy: item at $bx, $bw px wide; label $label"
-/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/busy.xwd" "$work/gnome-appindicator-busy.png" \
-  $((bx - 20)) 0 $((1024 - bx + 20)) 40
+crop busy appindicator-busy $((bx - 20)) 0 $((1024 - bx + 20)) 40
 [[ "$label" == *MB/s* ]] || fail "the traffic did not reach the label: $label"
 [ $((bw > iw ? bw - iw : iw - bw)) -le 1 ] || fail "the item's width moved from $iw to $bw px"
 echo "PASS"

@@ -15,22 +15,17 @@ src=$(cd "$here/../.." && pwd)
 host_itest_begin "scripts/install-deps.sh installs GNOME Shell and the X tools" \
   Xvfb gnome-shell dbus-daemon glib-compile-schemas gdbus xwd xdotool xwininfo
 
+. "$here/gnome_shell_session.sh"
+. "$here/faces.sh"
 fail() {
-  echo "FAIL: $*"
   local last
   last=$(ls -t "$work"/*.xwd 2>/dev/null | head -n1)
   if [ -n "$last" ]; then
     /usr/bin/python3 "$src/tests/menubar/xwd_tool.py" png "$last" "$work/gnome-failed.png" 40
     echo "--- faces in the bar (x y width height light dark)"; bar markers "$last"
   fi
-  echo "--- shell log (extension lines)"; grep -i "lumenstat\|JS ERROR" "$work/shell.log" | tail -20
-  echo "--- app log"; tail -20 "$work/app.log"
-  exit 1
+  gnome_fail "lumenstat\|JS ERROR" "$*"
 }
-shot() { xwd -root -silent >"$work/$1.xwd"; }
-bar() { /usr/bin/python3 "$here/top_bar.py" "$@"; }
-
-. "$here/gnome_shell_session.sh"
 export LUMENSTAT_FACE_MARKER=1
 start_gnome_shell 1024x600 "$src/plugins/gnome/lumenstat@quillfern.com" \
   "$here/lumenstat-test-helper@quillfern.com" || { echo "FAIL: the shell did not start"; exit 1; }
@@ -56,13 +51,7 @@ wait_face() {
 kinds=(network battery cpu storage)
 declare -A width
 for kind in "${kinds[@]}"; do
-  for _ in $(seq 40); do
-    width[$kind]=$(gdbus call --session -d com.quillfern.Lumenstat -o / \
-      -m com.quillfern.Lumenstat.Face.Render "$kind" 22 1 0xffffffff 2>/dev/null |
-      sed -n 's/^(\([0-9]*\),.*/\1/p')
-    [ -n "${width[$kind]}" ] && break
-    sleep 0.25
-  done
+  width[$kind]=$(face_width "$kind" 22 0xffffffff)
   [ -n "${width[$kind]}" ] || fail "the app renders no $kind face"
 done
 echo "the app renders the faces ${width[network]}, ${width[battery]}, ${width[cpu]} and ${width[storage]} px wide"
@@ -70,8 +59,7 @@ echo "the app renders the faces ${width[network]}, ${width[battery]}, ${width[cp
 wait_face 124 || fail "no 124 px face in the top bar (last seen: $face)"
 read -r fx fy fw fh light dark <<<"$face"
 echo "wide face: ${fw}x${fh} at $fx,$fy; light ink $light px, dark ink $dark px"
-/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/face.xwd" "$work/gnome-extension-bar.png" \
-  $((fx - 40)) 0 $((fw + 80)) 40
+crop face extension-bar $((fx - 40)) 0 $((fw + 80)) 40
 [ "$fh" = 22 ] || fail "the face is $fh px high, not 22"
 [ "$light" -ge 40 ] || fail "the face carries no light ink ($light px)"
 [ "$dark" -le $((light / 10)) ] || fail "the face draws dark ink on the dark bar ($dark px)"
@@ -103,8 +91,7 @@ helper() {
 helper Disable && sleep 0.5 && shot plain && helper Enable || fail "the test helper did not switch off and on"
 # (Without the backing the buttons move a little to the right: the bar's right end.)
 read -r first _ <<<"${boxes[0]}"
-/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/plain.xwd" "$work/gnome-items-bar.png" \
-  $((first - 16)) 0 $((1024 - first + 16)) 32
+crop plain items-bar $((first - 16)) 0 $((1024 - first + 16)) 32
 
 "$app" --set app.netMenu.boxType=0 >/dev/null || fail "--set while running"
 wait_face 48 || fail "the face did not follow the style change to 48 px (last seen: $face)"
@@ -139,8 +126,7 @@ echo "battery panel: ${pw}x$ph at $px,$py; face centre $((bx + bw / 2))"
   [ "$py" -ge $((by + bh - 2)) ] && [ "$py" -le $((by + bh + 16)) ] ||
   fail "the battery panel does not hang under the battery face"
 shot battery
-/usr/bin/python3 "$src/tests/menubar/xwd_tool.py" crop "$work/battery.xwd" \
-  "$work/gnome-battery-panel.png" $((px - 16)) 0 $((pw + 32)) $((py + ph + 16))
+crop battery battery-panel $((px - 16)) 0 $((pw + 32)) $((py + ph + 16))
 xdotool mousemove $((bx + bw / 2)) $((by + bh / 2)) click 1
 wait_app_panel hidden || fail "a second click on the battery face did not close the battery panel"
 

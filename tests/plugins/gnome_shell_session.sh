@@ -5,6 +5,22 @@
 # Appends every process to the caller's pids array and sets DISPLAY and shell_pid. Returns 1
 # (with the logs on standard output) when a piece does not start. LUMENSTAT_TEST_DISPLAY picks
 # the display number (default: the first free one).
+gnome_here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+
+# shot NAME: the screen into $work/NAME.xwd; bar ARGS: top_bar.py's reading of a dump;
+# crop NAME PNG X Y W H: that part of $work/NAME.xwd as $work/gnome-PNG.png, to look at.
+shot() { xwd -root -silent >"$work/$1.xwd"; }
+bar() { /usr/bin/python3 "$gnome_here/top_bar.py" "$@"; }
+crop() { /usr/bin/python3 "$gnome_here/../menubar/xwd_tool.py" crop "$work/$1.xwd" "$work/gnome-$2.png" "${@:3}"; }
+# gnome_fail PATTERN MESSAGE: says what failed with the shell log's lines matching PATTERN and
+# the app log's end, and ends the test.
+gnome_fail() {
+  echo "FAIL: $2"
+  echo "--- shell log"; grep -i "$1" "$work/shell.log" | tail -20
+  echo "--- app log"; tail -20 "$work/app.log"
+  exit 1
+}
+
 start_gnome_shell() {
   local size=$1; shift
   export HOME="$work/home" XDG_RUNTIME_DIR="$work/run" XDG_CONFIG_HOME="$work/home/.config"

@@ -79,21 +79,14 @@ done
 # ink KIND: "count left right" of the pixels in that colour in the part of the applet's window
 # that is not covered by the next one (screen x).
 ink() {
+  local n left right
   xwd -id "${win[$1]}" -silent >"$work/$1.xwd"
-  /usr/bin/python3 - "$work/$1.xwd" "${visible[$1]:-$area}" "${wx[$1]}" <<'PY'
-import os, sys
-sys.path.insert(0, os.environ["XWD_TOOL_DIR"])
-from xwd_tool import read_xwd
-_w, _h, rows = read_xwd(sys.argv[1])
-area, wx = int(sys.argv[2]), int(sys.argv[3])
-xs = [x for row in rows for x, px in enumerate(row[:area]) if min(px) >= 0xfc - 40]
-print(len(xs), wx + min(xs, default=0), wx + max(xs, default=0))
-PY
+  read -r n left right <<<"$(/usr/bin/python3 "$XWD_TOOL_DIR/xwd_tool.py" span "$work/$1.xwd" \
+    0 0 "${visible[$1]:-$area}" 48 fcfcfc 40)"
+  echo "$n $((wx[$1] + left)) $((wx[$1] + right))"
 }
-rendered_width() { # the face's width as the app renders it for a panel of 22 px or more
-  gdbus call --session -d com.quillfern.Lumenstat -o / -m com.quillfern.Lumenstat.Face.Render \
-    "$1" 22 1.0 0xfffcfcfc | sed -n 's/^(\([0-9]*\),.*/\1/p'
-}
+. "$here/faces.sh" # the face's width as the app renders it for a panel of 22 px or more:
+rendered_width() { face_width "$1" 22 0xfffcfcfc; }
 click() { # click X: prints "x y edge" of the ShowPanel or ShowItemPanel call it caused
   local calls
   calls=$(grep -c 'member=Show\(Item\)\?Panel' "$work/monitor.log")
@@ -136,27 +129,22 @@ echo "no ink while the app is absent"
 
 "$app" >"$work/app.log" 2>&1 &
 pids+=($!)
-for kind in "${kinds[@]}"; do
+wait_ink() { # wait_ink KIND on|off: waits until the applet shows ink or none
   for _ in $(seq 40); do
-    read -r count _ <<<"$(ink "$kind")"
-    [ "$count" -gt 0 ] && break
-    sleep 0.25
-  done
-  [ "$count" -gt 0 ] || fail "no $kind face once the app runs"
-done
-# An item the app stops showing leaves its applet empty until it is shown again.
-cpu_ink() { # cpu_ink on|off: waits until the CPU applet shows ink or none
-  for _ in $(seq 40); do
-    read -r count _ <<<"$(ink cpu)"
-    { [ "$1" = on ] && [ "$count" -gt 0 ]; } || { [ "$1" = off ] && [ "$count" -eq 0 ]; } && return 0
+    read -r count _ <<<"$(ink "$1")"
+    { [ "$2" = on ] && [ "$count" -gt 0 ]; } || { [ "$2" = off ] && [ "$count" -eq 0 ]; } && return 0
     sleep 0.25
   done
   return 1
 }
+for kind in "${kinds[@]}"; do
+  wait_ink "$kind" on || fail "no $kind face once the app runs"
+done
+# An item the app stops showing leaves its applet empty until it is shown again.
 "$app" --set WantsCPUUsageInMenuBar=false >/dev/null 2>&1 || fail "--set failed"
-cpu_ink off || fail "the CPU applet still shows a face after the item was turned off"
+wait_ink cpu off || fail "the CPU applet still shows a face after the item was turned off"
 "$app" --set WantsCPUUsageInMenuBar=true >/dev/null 2>&1 || fail "--set failed"
-cpu_ink on || fail "the CPU applet shows no face after the item was turned on again"
+wait_ink cpu on || fail "the CPU applet shows no face after the item was turned on again"
 echo "the CPU applet empties while its item is off and shows it again"
 
 # The widths the app renders; the windows move so that the applets sit side by side, 12 px

@@ -7,6 +7,9 @@
   top_bar.py markers DUMP                every face's box, left to right, one line each
   top_bar.py hovered DUMP XMIN           the hovered button's highlight in the bar's middle row,
                                          right of XMIN: "X WIDTH", or "none"
+  top_bar.py item DUMP                   the right end of the tray item's label, the second run
+                                         of light ink from the bar's right end (the first is
+                                         the system menu's icon), or nothing
   top_bar.py ink DUMP X Y W H            "LIGHT DARK": light and mid-dark ink pixels of the
                                          rectangle on the black bar
 """
@@ -71,6 +74,18 @@ def hovered(rows, xmin):
     return f"{best[0]} {best[1]}" if best[1] >= 20 else "none"
 
 
+def item_right(rows):
+    width = len(rows[0])
+    cols = [x for x in range(width // 2 + 100, width) if any(min(rows[y][x]) >= 170 for y in range(4, 28))]
+    groups = []  # runs of columns less than 7 px apart, from the right
+    for x in reversed(cols):
+        if groups and groups[-1][0] - x <= 6:
+            groups[-1][0] = x
+        else:
+            groups.append([x, x])
+    return groups[1][1] if len(groups) > 1 else ""
+
+
 def ink(rows, x, y, w, h):
     light = dark = 0
     for row in rows[y:y + h]:
@@ -91,6 +106,8 @@ def main():
         print("\n".join(markers(rows)))
     elif cmd == "hovered":
         print(hovered(rows, int(sys.argv[3])))
+    elif cmd == "item":
+        print(item_right(rows))
     elif cmd == "ink":
         print(ink(rows, *(int(v) for v in sys.argv[3:7])))
     else:

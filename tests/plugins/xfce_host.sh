@@ -54,11 +54,9 @@ shot() { xwd -root -silent >"$work/$1.xwd"; }
 # area SHOT COLOUR: "x y width height" of the box of that background colour, nothing if none
 area() { xwd_tool box "$work/$1.xwd" "$2" 100; }
 
-# face_render KIND HEIGHT: the app's Render reply for the face KIND at that height in the ink
-face_render() {
-  gdbus call --session -d com.quillfern.Lumenstat -o / -m com.quillfern.Lumenstat.Face.Render \
-    "$1" "$2" 1 "$((0xff000000 | 0x$ink))" 2>/dev/null
-}
+# The faces in the ink: face_render KIND HEIGHT "$argb", face_width KIND HEIGHT "$argb".
+argb=$((0xff000000 | 0x$ink))
+. "$here/faces.sh"
 
 start_app() {
   QT_QPA_PLATFORM=xcb "$app" >>"$work/app.log" 2>&1 &

@@ -25,13 +25,9 @@ host_items_profile "$XDG_CONFIG_HOME"
 start_xfce_panel 1024 640 || fail "the panel host did not start"
 bar_height=$(xfconf-query -c xfce4-panel -p /panels/panel-1/size)
 start_app
-face_width() { face_render "$1" "$bar_height" | sed -n 's/^(\([0-9]*\), .*/\1/p'; }
 declare -A ax ay aw ah
 for kind in "${kinds[@]}"; do
-  width=""
-  for _ in $(seq 40); do
-    width=$(face_width "$kind"); [ -n "$width" ] && break; sleep 0.25
-  done
+  width=$(face_width "$kind" "$bar_height" "$argb")
   [ -n "$width" ] || fail "the app serves no $kind face"
   found=""
   for _ in $(seq 40); do

@@ -29,7 +29,7 @@ shot empty
 
 start_app
 face() { # face HEIGHT: "width text" of the network face as the app renders it for the panel
-  face_render network "$1" | sed -n 's/^(\([0-9]*\), [0-9]*, .*, \(.*\))$/\1 \2/p'
+  face_render network "$1" "$argb" | sed -n 's/^(\([0-9]*\), [0-9]*, .*, \(.*\))$/\1 \2/p'
 }
 wait_area() { # wait_area WIDTH: until the plug-in's area is that wide
   for _ in $(seq 40); do
@@ -40,12 +40,7 @@ wait_area() { # wait_area WIDTH: until the plug-in's area is that wide
   done
   return 1
 }
-width=""
-for _ in $(seq 40); do
-  read -r width _ <<<"$(face "$bar_height")"
-  [ -n "$width" ] && break
-  sleep 0.25
-done
+width=$(face_width network "$bar_height" "$argb")
 [ -n "$width" ] || fail "the app serves no network face"
 echo "the wide style's face: $width px"
 [ "$width" -eq 124 ] || fail "the wide style's face is $width px wide, expected 124"

@@ -1,8 +1,6 @@
-// The drawn battery picture: the level share at its edges, the fill colour rule, and the
-// pixels of the fill, the empty part and the charging bolt.
+// The battery picture's level share at its edges and the fill colour rule (the drawn pixels
+// are checked through the battery item in tests/menubar/items_test.cpp).
 #include "power/BatteryImage.h"
-
-#include <QImage>
 
 #include <gtest/gtest.h>
 
@@ -34,24 +32,6 @@ TEST(BatteryImage, LevelFillsItsShareOfTheInsideAndTakesTheColourOfItsState) {
     for (const auto& row : colours)
         EXPECT_EQ(BatteryImage::levelColor(row.percentage, row.charging, row.dark), row.colour)
             << row.percentage;
-}
-
-TEST(BatteryImage, DrawsTheFillTheEmptyPartAndTheBolt) {
-    const QSizeF size(60, 30);
-    for (bool dark : {false, true}) {
-        const QImage half = BatteryImage::image(size, 2, 50, false, dark);
-        ASSERT_EQ(half.size(), QSize(120, 60));
-        const BatteryImage::Geometry g = BatteryImage::geometry(QRectF(QPointF(), size), 50);
-        const QPoint filled = (g.level.center() * 2).toPoint();
-        const QPoint empty = (QPointF(g.inside.right() - 3, g.inside.center().y()) * 2).toPoint();
-        EXPECT_EQ(half.pixelColor(filled).rgb(), BatteryImage::levelColor(50, false, dark).rgb());
-        EXPECT_EQ(half.pixelColor(empty).alpha(), 0);
-        // Charging: the bolt covers the middle of the body, in the appearance's ink.
-        const QImage charging = BatteryImage::image(size, 2, 50, true, dark);
-        EXPECT_EQ(charging.pixelColor((g.body.center() * 2).toPoint()).rgb(),
-                  QColor(dark ? Qt::white : Qt::black).rgb());
-        EXPECT_EQ(charging.pixelColor(empty).alpha(), 0);
-    }
 }
 
 } // namespace
