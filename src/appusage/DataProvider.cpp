@@ -22,8 +22,22 @@ int64_t listTotal(const std::vector<NetApp>& apps) {
     return total;
 }
 
+// A stored day, "yyyy-MM-dd" exactly. By hand: this runs on a worker thread, and Qt's format
+// parser is not safe there while the GUI thread formats dates of its own.
 QDate readDay(const QString& text) {
-    return QDate::fromString(text, QString::fromLatin1(kDayFormat));
+    if (text.size() != 10 || text.at(4) != u'-' || text.at(7) != u'-')
+        return {};
+    int parts[3] = {0, 0, 0};
+    const int starts[3] = {0, 5, 8};
+    const int lengths[3] = {4, 2, 2};
+    for (int p = 0; p < 3; ++p)
+        for (int i = starts[p]; i < starts[p] + lengths[p]; ++i) {
+            const char16_t c = text.at(i).unicode();
+            if (c < u'0' || c > u'9')
+                return {};
+            parts[p] = parts[p] * 10 + (c - u'0');
+        }
+    return QDate(parts[0], parts[1], parts[2]); // invalid for a day that does not exist
 }
 
 } // namespace

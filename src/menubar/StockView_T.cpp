@@ -120,7 +120,15 @@ void StockView_T::setFrame(const QRectF& frame) {
         return;
     frame_ = frame;
     if (hasDrawn())
+        pathsStale_ = true;
+}
+
+const StockView_T::Paths& StockView_T::paths() const {
+    if (pathsStale_) {
         paths_ = buildPaths();
+        pathsStale_ = false;
+    }
+    return paths_;
 }
 
 void StockView_T::append(uint64_t value) {
@@ -201,6 +209,7 @@ void StockView_T::setDrawingSuspended(bool suspended) {
     }
     // Drawn as it is now, without easing from a curve that was never shown.
     paths_.points.clear();
+    pathsStale_ = false;
     redraw();
 }
 
@@ -208,9 +217,15 @@ void StockView_T::redraw() {
     if (suspended_ || frame_.isEmpty() || data_.empty())
         return;
     strokeOpacity_ = 1.0;
-    std::vector<QPointF> previous = paths_.points;
+    if (!animated_) {
+        pathsStale_ = true;
+        progress_ = 1.0;
+        emit needsDisplay();
+        return;
+    }
+    std::vector<QPointF> previous = paths().points;
     paths_ = buildPaths();
-    if (!animated_ || previous.size() != paths_.points.size()) {
+    if (previous.size() != paths_.points.size()) {
         progress_ = 1.0;
         emit needsDisplay();
         return;
@@ -227,6 +242,7 @@ void StockView_T::redraw() {
 void StockView_T::resetToFlat() {
     strokeOpacity_ = 1.0;
     paths_ = flatPaths();
+    pathsStale_ = false;
     progress_ = 1.0;
     emit needsDisplay();
 }
@@ -283,7 +299,8 @@ void StockView_T::paintPaths(QPainter& p, const QPainterPath& line,
 }
 
 void StockView_T::paintFinal(QPainter& p) const {
-    paintPaths(p, paths_.line, paths_.fill);
+    const Paths& now = paths();
+    paintPaths(p, now.line, now.fill);
 }
 
 void StockView_T::paintOnBackground(QPainter& p) const {
@@ -299,12 +316,13 @@ void StockView_T::paintOnBackground(QPainter& p) const {
 }
 
 void StockView_T::paint(QPainter& p) const {
-    if (!animated_ || progress_ >= 1.0 || fromPoints_.size() != paths_.points.size()) {
+    const Paths& now = paths();
+    if (!animated_ || progress_ >= 1.0 || fromPoints_.size() != now.points.size()) {
         paintFinal(p);
         return;
     }
-    std::vector<QPointF> pts(paths_.points.size());
+    std::vector<QPointF> pts(now.points.size());
     for (size_t i = 0; i < pts.size(); ++i)
-        pts[i] = fromPoints_[i] + (paths_.points[i] - fromPoints_[i]) * progress_;
+        pts[i] = fromPoints_[i] + (now.points[i] - fromPoints_[i]) * progress_;
     paintPaths(p, lineThrough(pts), fillUnder(pts, frame_.height()));
 }

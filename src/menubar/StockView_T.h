@@ -55,7 +55,7 @@ public:
         QPainterPath fill;
         bool flat = false;
     };
-    Paths currentPaths() const { return paths_; }
+    Paths currentPaths() const { return paths(); }
     // The scaling factor for ceiling m: 0.2 up to 32, 0.4 up to 64, 0.6 above (1.0 when
     // auto adjustment is off).
     double scalingFactor(uint64_t ceiling) const;
@@ -87,13 +87,17 @@ private:
     void redraw();
     Paths buildPaths() const;
     Paths flatPaths() const;
+    // The paths of the series as it is now, built when first asked for after a change: a
+    // series that grows every second in an item nobody draws costs nothing but the append.
+    const Paths& paths() const;
     void paintPaths(QPainter& p, const QPainterPath& line, const QPainterPath& fill) const;
 
     std::vector<uint64_t> data_;
     bool loaded_ = false;
     QColor lineColor_ = Qt::white;
     QRectF frame_;
-    Paths paths_;
+    mutable Paths paths_;
+    mutable bool pathsStale_ = false;
     std::vector<QPointF> fromPoints_;
     double progress_ = 1.0;
     double strokeOpacity_ = 0;

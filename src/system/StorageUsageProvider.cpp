@@ -20,6 +20,7 @@ struct Environment {
     std::mutex mutex;
     std::shared_ptr<VolumeCapacitySource> source;
     QString homePath;
+    QString systemHome; // the home directory, looked up once (it is read on every tick)
     SettingsDomain* group = nullptr;
 };
 
@@ -47,6 +48,7 @@ void StorageUsageProvider::setVolumeSource(std::shared_ptr<VolumeCapacitySource>
 void StorageUsageProvider::setHomePath(const QString& path) {
     std::lock_guard lock(environment().mutex);
     environment().homePath = path;
+    environment().systemHome.clear();
 }
 
 void StorageUsageProvider::setSettingsDomain(SettingsDomain* group) {
@@ -62,7 +64,10 @@ VolumeCapacities StorageUsageProvider::volume() {
         if (!environment().source)
             environment().source = std::make_shared<VolumeStats>();
         source = environment().source;
-        path = environment().homePath.isEmpty() ? QDir::homePath() : environment().homePath;
+        Environment& env = environment();
+        if (env.homePath.isEmpty() && env.systemHome.isEmpty())
+            env.systemHome = QDir::homePath();
+        path = env.homePath.isEmpty() ? env.systemHome : env.homePath;
     }
     return source->capacities(path).value_or(VolumeCapacities{});
 }
